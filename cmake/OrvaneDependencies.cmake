@@ -1,0 +1,7 @@
+# Every dependency is a Debian package installed by scripts/install-deps.sh.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+
+pkg_check_modules(LIBCRYPTO REQUIRED IMPORTED_TARGET libcrypto)
+pkg_check_modules(ZLIB REQUIRED IMPORTED_TARGET zlib)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)

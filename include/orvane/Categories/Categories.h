@@ -1,0 +1,7 @@
+#pragma once
+
+// Umbrella header of the helper extensions of platform types.
+
+#include "orvane/Categories/NSDataLineRead.h"
+#include "orvane/Categories/NSDataMd5.h"
+#include "orvane/Categories/NSStringMd5.h"

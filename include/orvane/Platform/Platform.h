@@ -1,0 +1,11 @@
+#pragma once
+
+// Umbrella header of the platform types the library returns and extends.
+
+#include "orvane/Platform/CGGeometry.h"
+#include "orvane/Platform/Data.h"
+#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/NSError.h"
+#include "orvane/Platform/NSLog.h"
+#include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/SerialQueue.h"

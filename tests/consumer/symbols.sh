@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Usage: symbols.sh LIBRARY
+# Checks the shared library's dynamic symbols and SONAME: the version symbols
+# are exported unmangled, private helpers are not exported at all.
+set -euo pipefail
+lib=$1
+symbols=$(nm -D --defined-only "$lib")
+for name in OrvaneVersionNumber OrvaneVersionString; do
+  grep -qE " $name\$" <<<"$symbols" || { echo "missing exported symbol $name"; exit 1; }
+done
+if grep -q makeUUIDString <<<"$symbols"; then
+  echo "private helper makeUUIDString is exported"; exit 1
+fi
+objdump -p "$lib" | grep -qE 'SONAME +liborvane\.so\.158$' || { echo "wrong SONAME"; exit 1; }
+echo "exported symbols ok"

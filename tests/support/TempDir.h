@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+
+#include "orvane/Platform/Environment.h"
+
+namespace orvane::testing {
+
+/// A fresh directory under the system's temporary directory, removed with
+/// everything in it when the object goes.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path operator/(const std::filesystem::path& name) const { return path_ / name; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// A temporary directory that the library's environment points at for the
+/// object's lifetime: data, cache and config homes below it, a test
+/// application identifier, so no test touches the real home directory.
+class TestEnvironment {
+ public:
+  TestEnvironment();
+  const TempDir& dir() const { return dir_; }
+  const std::filesystem::path& path() const { return dir_.path(); }
+
+ private:
+  TempDir dir_;
+  ScopedEnvironmentOverrides overrides_;
+};
+
+}  // namespace orvane::testing
