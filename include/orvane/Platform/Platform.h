@@ -6,6 +6,7 @@
 #include "orvane/Platform/Data.h"
 #include "orvane/Platform/Environment.h"
 #include "orvane/Platform/NSError.h"
+#include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Platform/NSLog.h"
 #include "orvane/Platform/NSRange.h"
 #include "orvane/Platform/SerialQueue.h"
