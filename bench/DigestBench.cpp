@@ -73,6 +73,36 @@ void BM_Find_memmem(benchmark::State& state) {
 BENCHMARK(BM_Find_Orvane);
 BENCHMARK(BM_Find_memmem);
 
+// 64 MiB of 80-character lines searched for a blank line that only ends the
+// data: every line feed opens a partial match that the next byte breaks.
+const orvane::Data& lines() {
+  static const orvane::Data d = [] {
+    orvane::Data bytes = haystack();
+    for (std::size_t i = 79; i + 2 < bytes.size(); i += 80) bytes[i] = '\n';
+    bytes[bytes.size() - 2] = '\n';
+    bytes[bytes.size() - 1] = '\n';
+    return bytes;
+  }();
+  return d;
+}
+
+void BM_FindLines_Orvane(benchmark::State& state) {
+  const auto& d = lines();
+  const orvane::Data pattern{'\n', '\n'};
+  for (auto _ : state)
+    benchmark::DoNotOptimize(orvane::NSDataLineRead::rangeOfDataFind(d, pattern));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * d.size()));
+}
+
+void BM_FindLines_memmem(benchmark::State& state) {
+  const auto& d = lines();
+  for (auto _ : state) benchmark::DoNotOptimize(memmem(d.data(), d.size(), "\n\n", 2));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * d.size()));
+}
+
+BENCHMARK(BM_FindLines_Orvane);
+BENCHMARK(BM_FindLines_memmem);
+
 }  // namespace
 
 BENCHMARK_MAIN();
