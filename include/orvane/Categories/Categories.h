@@ -5,3 +5,4 @@
 #include "orvane/Categories/NSDataLineRead.h"
 #include "orvane/Categories/NSDataMd5.h"
 #include "orvane/Categories/NSStringMd5.h"
+#include "orvane/Categories/NSURLSecurityData.h"

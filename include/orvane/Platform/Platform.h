@@ -9,4 +9,5 @@
 #include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Platform/NSLog.h"
 #include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/NSURL.h"
 #include "orvane/Platform/SerialQueue.h"

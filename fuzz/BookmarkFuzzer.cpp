@@ -1,0 +1,29 @@
+// Bookmark resolution on arbitrary bytes. Whatever resolves must be an
+// existing absolute location with exactly one access opened for it, and
+// making its bookmark again must give back the same bytes for a canonical path.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+
+#include "orvane/Categories/NSURLSecurityData.h"
+#include "orvane/Platform/NSURL.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const orvane::ByteView input(bytes, size);
+  const auto url = orvane::NSURLSecurityData::urlWithBookmarkData(input);
+  if (!url) return 0;
+  if (size == 0 || !url->is_absolute()) std::abort();
+  std::error_code ec;
+  if (!std::filesystem::exists(*url, ec)) std::abort();
+  if (orvane::securityScopedAccessCount(*url) != 1) std::abort();
+  orvane::stopAccessingSecurityScopedResource(*url);
+  if (orvane::securityScopedAccessCount(*url) != 0) std::abort();
+
+  const auto again = orvane::NSURLSecurityData::bookmarkData(*url);
+  if (!again) std::abort();
+  if (std::filesystem::canonical(*url, ec) == *url &&
+      !std::equal(again->begin(), again->end(), input.begin(), input.end()))
+    std::abort();
+  return 0;
+}

@@ -1,0 +1,231 @@
+#include "orvane/Categories/NSURLSecurityData.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "orvane/Platform/NSURL.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace orvane {
+namespace {
+
+namespace stdfs = std::filesystem;
+using testing::TempDir;
+
+stdfs::path makeFile(const stdfs::path& path) {
+  std::ofstream(path) << "contents";
+  return path;
+}
+
+Data bookmarkOf(const stdfs::path& url) {
+  auto bookmark = NSURLSecurityData::bookmarkData(url);
+  if (!bookmark) ADD_FAILURE() << "no bookmark for " << url;
+  return bookmark.value_or(Data());
+}
+
+void appendUInt32(Data& out, std::uint32_t value) {
+  for (int shift = 0; shift < 32; shift += 8)
+    out.push_back(static_cast<std::uint8_t>(value >> shift));
+}
+
+// A bookmark record written by hand, so that the layout hosts keep on disk is
+// pinned independently of the code that writes it.
+Data record(std::uint32_t version, std::uint32_t length, const std::string& path) {
+  Data out{'O', 'V', 'B', 'M'};
+  appendUInt32(out, version);
+  appendUInt32(out, length);
+  out.insert(out.end(), path.begin(), path.end());
+  return out;
+}
+
+TEST(NSURLSecurityDataTest, ResolvesToTheLocationWithOneAccessOpenPerResolution) {
+  TempDir dir;
+  const stdfs::path file = makeFile(dir / "photo.jpg");
+  stdfs::create_directory(dir / "album");
+  stdfs::create_symlink(file, dir / "link.jpg");
+  const stdfs::path unusual = makeFile(dir / "été 2024 #1.jpg");
+  struct Case {
+    stdfs::path given;
+    stdfs::path resolved;
+  } const cases[] = {
+      {file, stdfs::canonical(file)},
+      {dir / "album", stdfs::canonical(dir / "album")},
+      {dir / "album" / ".." / "photo.jpg", stdfs::canonical(file)},
+      {dir / "link.jpg", stdfs::canonical(file)},  // the link's target
+      {unusual, stdfs::canonical(unusual)},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.given);
+    const Data bookmark = bookmarkOf(c.given);
+    for (std::uint64_t open = 1; open <= 2; ++open) {
+      EXPECT_EQ(NSURLSecurityData::urlWithBookmarkData(bookmark), c.resolved);
+      EXPECT_EQ(securityScopedAccessCount(c.resolved), open);
+    }
+    stopAccessingSecurityScopedResource(c.resolved);
+    EXPECT_EQ(securityScopedAccessCount(c.resolved), 1u);
+    stopAccessingSecurityScopedResource(c.resolved);
+    EXPECT_EQ(securityScopedAccessCount(c.resolved), 0u);
+  }
+}
+
+TEST(NSURLSecurityDataTest, BookmarkIsAVersionedRecordOfTheCanonicalPath) {
+  TempDir dir;
+  const std::string path = stdfs::canonical(makeFile(dir / "a.png")).string();
+  EXPECT_EQ(bookmarkOf(dir / "a.png"), record(1, static_cast<std::uint32_t>(path.size()), path));
+  // A record written by an earlier run resolves.
+  const auto url = NSURLSecurityData::urlWithBookmarkData(record(1, path.size(), path));
+  EXPECT_EQ(url, stdfs::path(path));
+  if (url) stopAccessingSecurityScopedResource(*url);
+}
+
+TEST(NSURLSecurityDataTest, NoBookmarkForALocationThatDoesNotExist) {
+  TempDir dir;
+  stdfs::create_symlink(dir / "gone", dir / "dangling");
+  for (const stdfs::path& url : {dir / "missing.jpg", dir / "dangling", stdfs::path()})
+    EXPECT_FALSE(NSURLSecurityData::bookmarkData(url)) << url;
+}
+
+TEST(NSURLSecurityDataTest, NothingForBytesThatAreNotABookmark) {
+  TempDir dir;
+  const std::string path = stdfs::canonical(makeFile(dir / "a.png")).string();
+  const auto length = static_cast<std::uint32_t>(path.size());
+  const Data valid = record(1, length, path);
+  std::string withZero = path;
+  withZero.insert(withZero.size() - 1, 1, '\0');
+
+  struct Case {
+    const char* what;
+    Data bytes;
+  };
+  std::vector<Case> cases = {
+      {"empty", {}},
+      {"header cut short", Data(valid.begin(), valid.begin() + 11)},
+      {"path cut short", Data(valid.begin(), valid.end() - 1)},
+      {"byte after the path",
+       [&] {
+         Data d = valid;
+         d.push_back('x');
+         return d;
+       }()},
+      {"other magic",
+       [&] {
+         Data d = valid;
+         d[3] = 'X';
+         return d;
+       }()},
+      {"version 0", record(0, length, path)},
+      {"version 2", record(2, length, path)},
+      {"length too large", record(1, length + 1, path)},
+      {"length too small", record(1, length - 1, path)},
+      {"length beyond any buffer", record(1, 0xFFFFFFFFu, path)},
+      {"no path", record(1, 0, "")},
+      {"relative path", record(1, 5, "a.png")},
+      {"zero inside the path", record(1, length + 1, withZero)},
+      {"path longer than the system allows", record(1, 4096, "/" + std::string(4095, 'a'))},
+      {"not a bookmark at all", dataOf("/etc/hostname")},
+  };
+  for (const auto& c : cases)
+    EXPECT_FALSE(NSURLSecurityData::urlWithBookmarkData(c.bytes)) << c.what;
+  EXPECT_EQ(securityScopedAccessCount(path), 0u);
+  EXPECT_EQ(securityScopedAccessCount(stdfs::path(path).filename()), 0u);
+}
+
+TEST(NSURLSecurityDataTest, NothingWhileTheLocationIsMissingAndNoStalenessCheck) {
+  TempDir dir;
+  const stdfs::path file = makeFile(dir / "a.png");
+  const Data bookmark = bookmarkOf(file);
+  stdfs::remove(file);
+  EXPECT_FALSE(NSURLSecurityData::urlWithBookmarkData(bookmark));
+  EXPECT_EQ(securityScopedAccessCount(file), 0u);
+  // A new file at the same place is what the bookmark names now.
+  makeFile(file);
+  const auto url = NSURLSecurityData::urlWithBookmarkData(bookmark);
+  EXPECT_EQ(url, stdfs::canonical(file));
+  if (url) stopAccessingSecurityScopedResource(*url);
+}
+
+TEST(NSURLSecurityDataTest, NothingWhenThisProcessCannotOpenTheLocation) {
+  TempDir dir;
+  stdfs::permissions(dir.path(), stdfs::perms::owner_all | stdfs::perms::group_read |
+                                     stdfs::perms::group_exec | stdfs::perms::others_read |
+                                     stdfs::perms::others_exec);
+  const stdfs::path unreadable = makeFile(dir / "secret.png");
+  const stdfs::path readable = makeFile(dir / "public.png");
+  stdfs::create_directory(dir / "locked");
+  stdfs::create_directory(dir / "open");
+  stdfs::permissions(unreadable, stdfs::perms::none);
+  stdfs::permissions(
+      readable, stdfs::perms::owner_read | stdfs::perms::group_read | stdfs::perms::others_read);
+  stdfs::permissions(dir / "locked", stdfs::perms::owner_read | stdfs::perms::group_read |
+                                         stdfs::perms::others_read);  // listable, not searchable
+  stdfs::permissions(dir / "open", stdfs::perms::owner_exec | stdfs::perms::group_exec |
+                                       stdfs::perms::others_exec);  // searchable only
+  const Data secret = bookmarkOf(unreadable), pub = bookmarkOf(readable),
+             locked = bookmarkOf(dir / "locked"), open = bookmarkOf(dir / "open");
+
+  auto child = testing::runInChild([&] {
+    // The superuser opens everything: test as an ordinary user instead.
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return 10;
+    int faults = 0;
+    if (NSURLSecurityData::urlWithBookmarkData(secret)) faults |= 1;
+    if (NSURLSecurityData::urlWithBookmarkData(locked)) faults |= 2;
+    if (!NSURLSecurityData::urlWithBookmarkData(pub)) faults |= 4;
+    if (!NSURLSecurityData::urlWithBookmarkData(open)) faults |= 8;
+    if (securityScopedAccessCount(unreadable) != 0) faults |= 16;
+    if (securityScopedAccessCount(readable) != 1) faults |= 32;
+    return faults;
+  });
+  EXPECT_EQ(child.exitCode, 0) << child.stderrText;
+}
+
+TEST(NSURLSecurityDataTest, AccessesAreCountedPerLocationAndNeverBelowZero) {
+  TempDir dir;
+  const stdfs::path a = makeFile(dir / "a"), b = makeFile(dir / "b");
+  EXPECT_TRUE(startAccessingSecurityScopedResource(a));
+  EXPECT_TRUE(startAccessingSecurityScopedResource(a));
+  EXPECT_TRUE(startAccessingSecurityScopedResource(b));
+  EXPECT_EQ(securityScopedAccessCount(a), 2u);
+  stopAccessingSecurityScopedResource(b);
+  stopAccessingSecurityScopedResource(b);  // one more stop than starts
+  EXPECT_EQ(securityScopedAccessCount(b), 0u);
+  EXPECT_TRUE(startAccessingSecurityScopedResource(b));
+  EXPECT_EQ(securityScopedAccessCount(b), 1u);
+  EXPECT_EQ(securityScopedAccessCount(a), 2u);
+  EXPECT_FALSE(startAccessingSecurityScopedResource(dir / "missing"));
+  EXPECT_FALSE(startAccessingSecurityScopedResource(stdfs::path()));
+  EXPECT_EQ(securityScopedAccessCount(dir / "missing"), 0u);
+}
+
+TEST(NSURLSecurityDataConcurrencyTest, AccessCountsStayBalancedAcrossThreads) {
+  TempDir dir;
+  const stdfs::path file = stdfs::canonical(makeFile(dir / "shared.png"));
+  const Data bookmark = bookmarkOf(file);
+  constexpr int kThreads = 4, kRounds = 200, kHeld = 5;
+  std::vector<std::thread> threads;
+  std::atomic<int> faults{0};
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&] {
+      for (int round = 0; round < kRounds; ++round) {
+        for (int i = 0; i < kHeld; ++i)
+          if (NSURLSecurityData::urlWithBookmarkData(bookmark) != file) faults.fetch_add(1);
+        // This thread's own accesses are open, whatever the others do.
+        if (securityScopedAccessCount(file) < kHeld) faults.fetch_add(1);
+        for (int i = 0; i < kHeld; ++i) stopAccessingSecurityScopedResource(file);
+      }
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(faults.load(), 0);
+  EXPECT_EQ(securityScopedAccessCount(file), 0u);
+}
+
+}  // namespace
+}  // namespace orvane
