@@ -8,8 +8,10 @@ packages=(
   build-essential cmake ninja-build pkg-config python3 clang libclang-rt-14-dev
   # tests, benchmarks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
+  # a private session bus for the desktop appearance test
+  dbus-daemon
   # library dependencies
-  libssl-dev zlib1g-dev libsqlite3-dev
+  libssl-dev zlib1g-dev libsqlite3-dev libsystemd-dev
 )
 
 missing=()
