@@ -12,6 +12,7 @@ packages=(
   dbus-daemon
   # library dependencies
   libssl-dev zlib1g-dev libsqlite3-dev libsystemd-dev
+  liblz4-dev liblzma-dev libbrotli-dev
 )
 
 missing=()

@@ -1,3 +1,6 @@
 #pragma once
 
 // Umbrella header of the Compression folder.
+
+#include "orvane/Compression/NKZlibCompression.h"
+#include "orvane/Compression/NSDataCompression.h"

@@ -3,6 +3,7 @@
 // Umbrella header of the platform types the library returns and extends.
 
 #include "orvane/Platform/CGGeometry.h"
+#include "orvane/Platform/CompressionAlgorithm.h"
 #include "orvane/Platform/Data.h"
 #include "orvane/Platform/DesktopAppearance.h"
 #include "orvane/Platform/Environment.h"
