@@ -49,6 +49,8 @@ bool remove(const std::filesystem::path& path) noexcept {
   return std::filesystem::remove(path, ec);
 }
 
+bool removeFile(const std::filesystem::path& path) noexcept { return ::unlink(path.c_str()) == 0; }
+
 namespace {
 
 // The platform's file-writing error code for a POSIX error number.

@@ -22,6 +22,9 @@ std::optional<Data> readAll(const std::filesystem::path& path);
 /// Removes a file or an empty directory. False when nothing was removed.
 bool remove(const std::filesystem::path& path) noexcept;
 
+/// Removes a file (or link), never a directory. False when nothing was removed.
+bool removeFile(const std::filesystem::path& path) noexcept;
+
 /// Creates the directory and any missing parents. On failure answers false and
 /// fills `error` (when given) with the file system's reason.
 bool createDirectories(const std::filesystem::path& path, NSError* error = nullptr);

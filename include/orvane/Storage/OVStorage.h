@@ -1,0 +1,165 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "orvane/Export.h"
+#include "orvane/Platform/Data.h"
+#include "orvane/Platform/NSError.h"
+#include "orvane/Platform/SerialQueue.h"
+#include "orvane/Storage/OVStorageChunk.h"
+
+namespace orvane {
+
+class FileHandle;
+
+/// A file-backed store of byte buffers, each found by a text identifier.
+///
+/// A store owns one directory (its destination). Items of up to 3 MiB
+/// (kFragmentItemLimit bytes) are written one after another into the store's
+/// chunk file, named by the store's identifier; a larger item goes into a file
+/// of its own named by the item's identifier, and its index entry is the null
+/// chunk. The index (item identifier -> OVStorageChunk) lives in memory and
+/// becomes durable when the store is archived.
+///
+/// Identifiers are used as file names as they stand when they are a single
+/// safe path component; otherwise the file name is their percent-encoded form
+/// (see filePathWithIdentifier), so no identifier names a file outside the
+/// store's directory.
+///
+/// Every use of the index and of the chunk file goes through the store's
+/// serial queue; composite operations (save, update, remove, read) are
+/// sequences of such steps, not one. None of the operations may be called from
+/// work already running on the same store's queue.
+///
+/// Failures of file operations answer failure (NO, no data, no chunk) instead
+/// of raising, and never leave an index entry pointing at bytes that were not
+/// written.
+class ORVANE_EXPORT OVStorage {
+ public:
+  /// The largest item kept in the chunk file: 3 MiB.
+  static constexpr std::uint64_t kFragmentItemLimit = 3145728;
+
+  static bool supportsSecureCoding() noexcept { return true; }
+  /// The text's MD5 digest text (32 upper-case hexadecimal characters), or a
+  /// fresh UUID text when the text is empty (or has no digest because it is
+  /// not UTF-8).
+  static std::string makeIdentifierWithString(std::string_view text);
+  /// The directory for stores made without a destination: the application
+  /// identifier under the user's data directory (its cache directory when
+  /// there is none); created when missing.
+  static std::string defaultDestinationPath();
+
+  /// A new, empty store in `destination` named `identifier` (a fresh UUID
+  /// text when empty). Creates the directory when missing; when that fails,
+  /// answers null and fills `error` (when given) with the file system's
+  /// reason. An existing chunk file of the same name is emptied.
+  static std::shared_ptr<OVStorage> initWithDestinationIdentifierError(std::string_view destination,
+                                                                       std::string_view identifier,
+                                                                       NSError* error);
+  /// A new store named `identifier` in defaultDestinationPath().
+  static std::shared_ptr<OVStorage> initWithIdentifier(std::string_view identifier);
+  /// A new store with a UUID identifier in `destination`. `error` is never
+  /// filled.
+  static std::shared_ptr<OVStorage> initWithDestinationError(std::string_view destination,
+                                                             NSError* error);
+  /// A new store with a UUID identifier in defaultDestinationPath().
+  static std::shared_ptr<OVStorage> init();
+
+  ~OVStorage();
+  OVStorage(const OVStorage&) = delete;
+  OVStorage& operator=(const OVStorage&) = delete;
+
+  const std::string& destinationPath() const noexcept { return _destinationPath; }
+  const std::string& identifier() const noexcept { return _identifier; }
+  /// destinationPath with the identifier's file name appended as one path
+  /// component. The file name is the identifier itself, or its percent-encoded
+  /// form (% -> %25, / -> %2F, NUL -> %00; the whole names . and .. -> %2E and
+  /// %2E%2E) when it contains one of those characters or is such a name.
+  std::string filePathWithIdentifier(std::string_view identifier) const;
+  /// The serial queue of the index and the chunk file.
+  SerialQueue& accessStorageQueue() const noexcept { return _accessStorageQueue; }
+
+  // Items.
+
+  /// Saves a new item. NO when the identifier is already stored (logged as
+  /// "Data with identifier(<id>) exists."; nothing is written) or when the
+  /// write failed (nothing is recorded).
+  bool saveDataWithIdentifier(ByteView data, std::string_view identifier);
+  /// Saves or replaces an item; records nothing when the write failed.
+  void updateDataWithIdentifier(ByteView data, std::string_view identifier);
+  /// Forgets the item and deletes its own file, if it has one. The bytes of an
+  /// item in the chunk file stay there as dead space.
+  void removeDataWithIdentifier(std::string_view identifier);
+  /// The item's bytes, or nothing when it is not stored, its file is missing,
+  /// or the chunk file no longer holds its bytes (logged as "Warning the chunk
+  /// file has been damaged.").
+  std::optional<Data> dataWithIdentifier(std::string_view identifier) const;
+  /// True when the index has an entry for the identifier.
+  bool dataWithIdentifierExist(std::string_view identifier) const;
+  /// Every item identifier, in no particular order.
+  std::vector<std::string> allStorageItemIdentifiers() const;
+  /// Deletes every item: the items' own files, every index entry, and the
+  /// chunk file's contents.
+  void cleanStorage();
+
+  // Lower operations the item operations are built from.
+
+  /// The index entry of the identifier, or nothing.
+  std::optional<OVStorageChunk> storageChunkWithIdentifier(std::string_view identifier) const;
+  /// Writes the bytes where they belong and answers the chunk to record: the
+  /// null chunk for an item in a file of its own, else where the bytes were
+  /// written in the chunk file. Nothing when the write failed, or when a large
+  /// item would take the store's own identifier and so overwrite the chunk file
+  /// (logged as "Data with identifier(<id>) would overwrite the chunk file.").
+  std::optional<OVStorageChunk> saveStorageChunkDataWithIdentifier(ByteView data,
+                                                                   std::string_view identifier);
+  /// Writes the bytes as the whole contents of the file at `path`, replacing it
+  /// only once every byte is written. False when that failed, or when the path
+  /// is the store's chunk file.
+  bool saveStorageChunkDataToFileWithPath(ByteView data, std::string_view path);
+  /// Writes the bytes into the chunk file, over the identifier's old bytes when
+  /// they are at least as long, else at the end, and answers where. Does not
+  /// record it. Nothing when the write failed; when an overwrite in place failed,
+  /// the identifier's entry, whose bytes are then no longer intact, is removed.
+  std::optional<OVStorageChunk> saveStorageChunkDataToDefaultFileHandlerWithIdentifier(
+      ByteView data, std::string_view identifier);
+  /// Sets or replaces the index entry.
+  void addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk, std::string_view identifier);
+  /// Removes the index entry, if any.
+  void removeStorageChunkItemWithIdentifier(std::string_view identifier);
+  /// Deletes the item's own file, if any. Never deletes the store's chunk file.
+  void removeStorageChunkFileWithIdentifier(std::string_view identifier);
+
+ private:
+  struct Token {};
+
+ public:
+  // Made through the initializers above.
+  OVStorage(Token, std::string destinationPath, std::string identifier);
+
+ private:
+  struct IdentifierHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept {
+      return std::hash<std::string_view>{}(text);
+    }
+  };
+  using Index = std::unordered_map<std::string, OVStorageChunk, IdentifierHash, std::equal_to<>>;
+
+  bool ownsChunkFileName(std::string_view identifier) const noexcept;
+
+  std::string _destinationPath;
+  std::string _identifier;
+  Index _fragmentChunk;
+  mutable SerialQueue _accessStorageQueue;
+  std::unique_ptr<FileHandle> _fragmentChunkFile;
+};
+
+}  // namespace orvane

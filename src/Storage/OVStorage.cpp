@@ -1,0 +1,250 @@
+#include "orvane/Storage/OVStorage.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "Platform/FileHandle.h"
+#include "Platform/FileSystem.h"
+#include "Platform/NSUUID.h"
+#include "Storage/StorageFileName.h"
+#include "orvane/Categories/NSStringMd5.h"
+#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/NSLog.h"
+
+namespace orvane {
+
+namespace {
+
+constexpr std::string_view kDamagedMessage = "Warning the chunk file has been damaged.";
+
+std::filesystem::path fileIn(std::string_view directory, std::string_view identifier) {
+  return std::filesystem::path(directory) / storageFileName(identifier);
+}
+
+}  // namespace
+
+// Creation.
+
+std::string OVStorage::makeIdentifierWithString(std::string_view text) {
+  if (!text.empty()) {
+    if (auto digest = NSStringMd5::md5Value(text)) return *digest;
+  }
+  return makeUUIDString();
+}
+
+std::string OVStorage::defaultDestinationPath() {
+  std::filesystem::path base = Environment::dataHome();
+  if (base.empty()) base = Environment::cacheHome();
+  const auto path = base / storageFileName(Environment::applicationIdentifier());
+  if (!fs::exists(path)) fs::createDirectories(path);
+  return path.string();
+}
+
+OVStorage::OVStorage(Token, std::string destinationPath, std::string identifier)
+    : _destinationPath(std::move(destinationPath)), _identifier(std::move(identifier)) {}
+
+OVStorage::~OVStorage() = default;
+
+std::shared_ptr<OVStorage> OVStorage::initWithDestinationIdentifierError(
+    std::string_view destination, std::string_view identifier, NSError* error) {
+  std::string name = identifier.empty() ? makeUUIDString() : std::string(identifier);
+  const std::filesystem::path directory(destination);
+  if (!fs::exists(directory) && !fs::createDirectories(directory, error)) return nullptr;
+  auto storage = std::make_shared<OVStorage>(Token{}, std::string(destination), std::move(name));
+  const auto chunkPath = fileIn(storage->_destinationPath, storage->_identifier);
+  if (!fs::exists(chunkPath)) fs::createFile(chunkPath, ByteView());
+  // A store made by an initializer always starts empty, even over the chunk
+  // file of an earlier store of the same name. When the file cannot be opened
+  // the store has no chunk file and its writes fail.
+  if (auto handle = FileHandle::openForUpdating(chunkPath)) {
+    handle->truncate(0);
+    storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+  }
+  return storage;
+}
+
+std::shared_ptr<OVStorage> OVStorage::initWithIdentifier(std::string_view identifier) {
+  return initWithDestinationIdentifierError(defaultDestinationPath(), identifier, nullptr);
+}
+
+std::shared_ptr<OVStorage> OVStorage::initWithDestinationError(std::string_view destination,
+                                                               NSError* /*error*/) {
+  return initWithDestinationIdentifierError(destination, {}, nullptr);
+}
+
+std::shared_ptr<OVStorage> OVStorage::init() {
+  return initWithDestinationIdentifierError(defaultDestinationPath(), {}, nullptr);
+}
+
+std::string OVStorage::filePathWithIdentifier(std::string_view identifier) const {
+  return fileIn(_destinationPath, identifier).string();
+}
+
+bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
+  return identifier == _identifier;
+}
+
+// Lower operations.
+
+std::optional<OVStorageChunk> OVStorage::storageChunkWithIdentifier(
+    std::string_view identifier) const {
+  return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
+    auto it = _fragmentChunk.find(identifier);
+    if (it == _fragmentChunk.end()) return std::nullopt;
+    return it->second;
+  });
+}
+
+std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataWithIdentifier(
+    ByteView data, std::string_view identifier) {
+  if (data.size() > kFragmentItemLimit) {
+    if (ownsChunkFileName(identifier)) {
+      NSLog("Data with identifier(" + std::string(identifier) +
+            ") would overwrite the chunk file.");
+      return std::nullopt;
+    }
+    if (!saveStorageChunkDataToFileWithPath(data, filePathWithIdentifier(identifier))) {
+      return std::nullopt;
+    }
+    return OVStorageChunk::nullStorageChunk();
+  }
+  return saveStorageChunkDataToDefaultFileHandlerWithIdentifier(data, identifier);
+}
+
+bool OVStorage::saveStorageChunkDataToFileWithPath(ByteView data, std::string_view path) {
+  const std::filesystem::path target(path);
+  if (target.lexically_normal() == fileIn(_destinationPath, _identifier).lexically_normal()) {
+    NSLog("Data with identifier(" + _identifier + ") would overwrite the chunk file.");
+    return false;
+  }
+  // The new contents replace the file only once all of them are written, so a
+  // failed write leaves the old item whole.
+  return fs::createFile(target, data);
+}
+
+std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandlerWithIdentifier(
+    ByteView data, std::string_view identifier) {
+  const auto length = static_cast<std::int64_t>(data.size());
+  return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
+    if (!_fragmentChunkFile) return std::nullopt;
+    auto it = _fragmentChunk.find(identifier);
+    // An entry with a negative offset or length (from a damaged archive) has
+    // no region that could be reused.
+    if (it != _fragmentChunk.end() && it->second.offset() >= 0 && it->second.length() >= 0 &&
+        static_cast<std::uint64_t>(it->second.length()) >= data.size()) {
+      const std::int64_t offset = it->second.offset();
+      if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
+        // The old bytes may be partly overwritten: the entry no longer
+        // describes an intact item.
+        _fragmentChunk.erase(it);
+        return std::nullopt;
+      }
+      return OVStorageChunk(offset, length);
+    }
+    auto end = _fragmentChunkFile->size();
+    if (!end) return std::nullopt;
+    if (!_fragmentChunkFile->writeAt(*end, data)) {
+      _fragmentChunkFile->truncate(*end);  // drop a partly written tail
+      return std::nullopt;
+    }
+    return OVStorageChunk(static_cast<std::int64_t>(*end), length);
+  });
+}
+
+void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
+                                                  std::string_view identifier) {
+  _accessStorageQueue.sync([&] {
+    auto it = _fragmentChunk.find(identifier);
+    if (it != _fragmentChunk.end()) {
+      it->second = chunk;
+    } else {
+      _fragmentChunk.emplace(std::string(identifier), chunk);
+    }
+  });
+}
+
+void OVStorage::removeStorageChunkItemWithIdentifier(std::string_view identifier) {
+  _accessStorageQueue.sync([&] {
+    auto it = _fragmentChunk.find(identifier);
+    if (it != _fragmentChunk.end()) _fragmentChunk.erase(it);
+  });
+}
+
+void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier) {
+  // An empty item first in the chunk file is recorded as the null chunk, like
+  // an item in a file of its own; under the store's own identifier its "file"
+  // would be the chunk file.
+  if (ownsChunkFileName(identifier)) return;
+  const auto path = fileIn(_destinationPath, identifier);
+  if (fs::exists(path)) fs::removeFile(path);
+}
+
+// Items.
+
+bool OVStorage::saveDataWithIdentifier(ByteView data, std::string_view identifier) {
+  if (storageChunkWithIdentifier(identifier)) {
+    NSLog("Data with identifier(" + std::string(identifier) + ") exists.");
+    return false;
+  }
+  auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
+  if (!chunk) return false;
+  addStorageChunkItemWithIdentifier(*chunk, identifier);
+  return true;
+}
+
+void OVStorage::updateDataWithIdentifier(ByteView data, std::string_view identifier) {
+  if (auto chunk = saveStorageChunkDataWithIdentifier(data, identifier)) {
+    addStorageChunkItemWithIdentifier(*chunk, identifier);
+  }
+}
+
+bool OVStorage::dataWithIdentifierExist(std::string_view identifier) const {
+  return storageChunkWithIdentifier(identifier).has_value();
+}
+
+void OVStorage::removeDataWithIdentifier(std::string_view identifier) {
+  auto chunk = storageChunkWithIdentifier(identifier);
+  if (!chunk) return;
+  removeStorageChunkItemWithIdentifier(identifier);
+  if (chunk->nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
+}
+
+std::optional<Data> OVStorage::dataWithIdentifier(std::string_view identifier) const {
+  auto chunk = storageChunkWithIdentifier(identifier);
+  if (!chunk) return std::nullopt;
+  if (chunk->nullChunk()) {
+    if (ownsChunkFileName(identifier)) return std::nullopt;  // never an item file
+    return fs::readAll(fileIn(_destinationPath, identifier));
+  }
+  auto bytes = _accessStorageQueue.sync([&]() -> std::optional<Data> {
+    if (!_fragmentChunkFile || chunk->offset() < 0 || chunk->length() < 0) return std::nullopt;
+    return _fragmentChunkFile->readAt(static_cast<std::uint64_t>(chunk->offset()),
+                                      static_cast<std::uint64_t>(chunk->length()));
+  });
+  if (!bytes || bytes->size() != static_cast<std::uint64_t>(chunk->length())) {
+    NSLog(kDamagedMessage);
+    return std::nullopt;
+  }
+  return bytes;
+}
+
+std::vector<std::string> OVStorage::allStorageItemIdentifiers() const {
+  return _accessStorageQueue.sync([&] {
+    std::vector<std::string> identifiers;
+    identifiers.reserve(_fragmentChunk.size());
+    for (const auto& entry : _fragmentChunk) identifiers.push_back(entry.first);
+    return identifiers;
+  });
+}
+
+void OVStorage::cleanStorage() {
+  _accessStorageQueue.sync([&] {
+    for (const auto& [identifier, chunk] : _fragmentChunk) {
+      if (chunk.nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
+    }
+    _fragmentChunk.clear();
+    if (_fragmentChunkFile) _fragmentChunkFile->truncate(0);
+  });
+}
+
+}  // namespace orvane
