@@ -57,6 +57,26 @@ void cubicExtremes(double p0, double p1, double p2, double p3, Visit&& visit) {
   inside((-b - root) / (2.0 * a));
 }
 
+std::size_t pointCountOf(NSBezierPathElement kind) {
+  switch (kind) {
+    case NSMoveToBezierPathElement:
+    case NSLineToBezierPathElement:
+      return 1;
+    case NSCurveToBezierPathElement:
+      return 3;
+    case NSClosePathBezierPathElement:
+      return 0;
+  }
+  return 0;
+}
+
+// Where the next point goes, as the element records it.
+std::uint32_t nextPointIndex(std::size_t count, std::size_t adding) {
+  if (count + adding > std::numeric_limits<std::uint32_t>::max())
+    throw std::length_error("NSBezierPath: too many points");
+  return static_cast<std::uint32_t>(count);
+}
+
 }  // namespace
 
 std::shared_ptr<NSBezierPath> NSBezierPath::bezierPath() {
@@ -64,29 +84,33 @@ std::shared_ptr<NSBezierPath> NSBezierPath::bezierPath() {
 }
 
 void NSBezierPath::append(NSBezierPathElement kind, std::span<const CGPoint> points) {
-  elements_.push_back({kind, static_cast<std::uint32_t>(points.size()), points_.size()});
+  elements_.push_back({kind, nextPointIndex(points_.size(), points.size())});
   points_.insert(points_.end(), points.begin(), points.end());
+}
+
+void NSBezierPath::append(NSBezierPathElement kind, CGPoint point) {
+  elements_.push_back({kind, nextPointIndex(points_.size(), 1)});
+  points_.push_back(point);
 }
 
 void NSBezierPath::moveAfterCloseIfNeeded(const char* operation) {
   if (elements_.empty())
     throw std::logic_error(std::string("NSBezierPath ") + operation + ": no current point");
   if (lastClosed_) {
-    const CGPoint start = subpathStart_;
-    append(NSMoveToBezierPathElement, {&start, 1});
+    append(NSMoveToBezierPathElement, subpathStart_);
     lastClosed_ = false;
   }
 }
 
 void NSBezierPath::moveToPoint(CGPoint point) {
-  append(NSMoveToBezierPathElement, {&point, 1});
+  append(NSMoveToBezierPathElement, point);
   subpathStart_ = point;
   lastClosed_ = false;
 }
 
 void NSBezierPath::lineToPoint(CGPoint point) {
   moveAfterCloseIfNeeded("lineToPoint");
-  append(NSLineToBezierPathElement, {&point, 1});
+  append(NSLineToBezierPathElement, point);
 }
 
 void NSBezierPath::curveToPointControlPoint1ControlPoint2(CGPoint endPoint, CGPoint controlPoint1,
@@ -98,7 +122,7 @@ void NSBezierPath::curveToPointControlPoint1ControlPoint2(CGPoint endPoint, CGPo
 
 void NSBezierPath::closePath() {
   if (elements_.empty() || lastClosed_) return;
-  append(NSClosePathBezierPathElement, {});
+  append(NSClosePathBezierPathElement, std::span<const CGPoint>());
   lastClosed_ = true;
 }
 
@@ -116,14 +140,14 @@ NSBezierPathElement NSBezierPath::elementAtIndex(std::size_t index) const {
 NSBezierPathElement NSBezierPath::elementAtIndexAssociatedPoints(
     std::size_t index, std::span<CGPoint, 3> points) const {
   const Element& element = elements_.at(index);
-  for (std::uint32_t i = 0; i < element.pointCount; ++i)
+  for (std::size_t i = 0; i < pointCountOf(element.kind); ++i)
     points[i] = points_[element.firstPoint + i];
   return element.kind;
 }
 
 std::span<const CGPoint> NSBezierPath::associatedPointsAtIndex(std::size_t index) const {
   const Element& element = elements_.at(index);
-  return std::span<const CGPoint>(points_).subspan(element.firstPoint, element.pointCount);
+  return std::span<const CGPoint>(points_).subspan(element.firstPoint, pointCountOf(element.kind));
 }
 
 CGPoint NSBezierPath::currentPoint() const {

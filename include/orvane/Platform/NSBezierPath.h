@@ -70,18 +70,22 @@ class ORVANE_EXPORT NSBezierPath {
   /// points included. CGRectZero for an empty path.
   CGRect controlPointBounds() const;
 
+  /// A path holds at most 2^32 - 1 points; adding more throws std::length_error.
+  ///
   /// Makes room for `count` more elements of up to one point each, so that a
   /// path whose length is known in advance grows without reallocating.
   void reserveElements(std::size_t count);
 
  private:
+  // Eight bytes per element: an arc of tens of thousands of segments stays
+  // compact. The number of points follows from the kind.
   struct Element {
     NSBezierPathElement kind;
-    std::uint32_t pointCount;
-    std::size_t firstPoint;
+    std::uint32_t firstPoint;
   };
 
   void append(NSBezierPathElement kind, std::span<const CGPoint> points);
+  void append(NSBezierPathElement kind, CGPoint point);
   // Starts a new subpath at the current point when the last element closed one.
   void moveAfterCloseIfNeeded(const char* operation);
 
