@@ -86,6 +86,11 @@ std::filesystem::path Environment::configHome() {
   return xdgDirectory("XDG_CONFIG_HOME", ".config");
 }
 
+std::filesystem::path Environment::userDefaultsFile() {
+  if (auto p = overridden(&Overrides::userDefaultsFile)) return *p;
+  return configHome() / applicationIdentifier() / "defaults.sqlite3";
+}
+
 OperatingSystemVersion Environment::systemVersion() {
   return overridden(&Overrides::systemVersion).value_or(OperatingSystemVersion{10, 14, 0});
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <system_error>
 
+#include "orvane/Platform/NSUserDefaults.h"
+
 namespace orvane::testing {
 
 TempDir::TempDir() {
@@ -35,5 +37,7 @@ Environment::Overrides overridesBelow(const std::filesystem::path& root) {
 }  // namespace
 
 TestEnvironment::TestEnvironment() : overrides_(overridesBelow(dir_.path())) {}
+
+TestEnvironment::~TestEnvironment() { NSUserDefaults::resetStandardUserDefaults(); }
 
 }  // namespace orvane::testing

@@ -24,10 +24,12 @@ class TempDir {
 
 /// A temporary directory that the library's environment points at for the
 /// object's lifetime: data, cache and config homes below it, a test
-/// application identifier, so no test touches the real home directory.
+/// application identifier, so no test touches the real home directory. The
+/// standard user defaults follow it; they are closed when it goes.
 class TestEnvironment {
  public:
   TestEnvironment();
+  ~TestEnvironment();
   const TempDir& dir() const { return dir_; }
   const std::filesystem::path& path() const { return dir_.path(); }
 

@@ -32,6 +32,7 @@ class ORVANE_EXPORT Environment {
     std::optional<std::filesystem::path> dataHome;
     std::optional<std::filesystem::path> cacheHome;
     std::optional<std::filesystem::path> configHome;
+    std::optional<std::filesystem::path> userDefaultsFile;
     std::optional<OperatingSystemVersion> systemVersion;
   };
 
@@ -53,6 +54,10 @@ class ORVANE_EXPORT Environment {
   static std::filesystem::path cacheHome();
   /// $XDG_CONFIG_HOME, else ~/.config.
   static std::filesystem::path configHome();
+
+  /// The database of the standard user defaults: an override, else
+  /// configHome() / applicationIdentifier() / "defaults.sqlite3".
+  static std::filesystem::path userDefaultsFile();
 
   /// The system version the platform layer reports. Linux has no macOS
   /// version; the library provides the behaviour of 10.14.0, so that is what

@@ -16,6 +16,7 @@
 #include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Platform/NSLog.h"
 #include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/NSUserDefaults.h"
 #include "orvane/Platform/NSURL.h"
 #include "orvane/Platform/NSView.h"
 #include "orvane/Platform/NSWindow.h"
