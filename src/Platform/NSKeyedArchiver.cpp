@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "BinaryPropertyList.h"
+#include "Storage/StorageCoding.h"
 
 namespace orvane {
 
@@ -207,6 +208,9 @@ Registry& registry() {
 }
 
 NSKeyedUnarchiver::Factory factoryFor(const std::string& className) {
+  // The library's own archivable classes decode without the host registering
+  // anything first.
+  registerStorageCodingClasses();
   Registry& r = registry();
   const std::lock_guard lock(r.mutex);
   const auto it = r.factories.find(className);

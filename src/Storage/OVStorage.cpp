@@ -6,6 +6,7 @@
 #include "Platform/FileHandle.h"
 #include "Platform/FileSystem.h"
 #include "Platform/NSUUID.h"
+#include "Storage/StorageCoding.h"
 #include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Environment.h"
@@ -47,6 +48,7 @@ OVStorage::~OVStorage() = default;
 
 std::shared_ptr<OVStorage> OVStorage::initWithDestinationIdentifierError(
     std::string_view destination, std::string_view identifier, NSError* error) {
+  registerStorageCodingClasses();
   std::string name = identifier.empty() ? makeUUIDString() : std::string(identifier);
   const std::filesystem::path directory(destination);
   if (!fs::exists(directory) && !fs::createDirectories(directory, error)) return nullptr;
@@ -78,6 +80,51 @@ std::shared_ptr<OVStorage> OVStorage::init() {
 
 std::string OVStorage::filePathWithIdentifier(std::string_view identifier) const {
   return fileIn(_destinationPath, identifier).string();
+}
+
+// Archiving.
+
+std::string OVStorage::archiveClassName() const { return "OVStorage"; }
+
+void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
+  coder.encodeStringForKey(_destinationPath, "destinationPath");
+  coder.encodeStringForKey(_identifier, "identifier");
+  // The index is copied on the queue, so that archiving never reads it while
+  // another thread changes it.
+  const NSCodingDictionary index = _accessStorageQueue.sync([&] {
+    NSCodingDictionary copy;
+    for (const auto& [identifier, chunk] : _fragmentChunk) {
+      copy.emplace(identifier, std::make_shared<const OVStorageChunk>(chunk));
+    }
+    return copy;
+  });
+  coder.encodeDictionaryForKey(index, "_fragmentChunk");
+  if (_fragmentChunkFile) _fragmentChunkFile->synchronize();
+}
+
+std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
+  registerStorageCodingClasses();
+  auto destination = coder.decodeStringForKey("destinationPath");
+  auto identifier = coder.decodeStringForKey("identifier");
+  // Without both texts there is no chunk file to find; an empty identifier
+  // would name the directory itself.
+  if (!destination || !identifier || identifier->empty()) return nullptr;
+  const auto chunkPath = fileIn(*destination, *identifier);
+  if (!fs::exists(chunkPath)) return nullptr;
+  auto storage =
+      std::make_shared<OVStorage>(Token{}, std::move(*destination), std::move(*identifier));
+  if (auto entries = coder.decodeDictionaryForKey("_fragmentChunk")) {
+    storage->_fragmentChunk.reserve(entries->size());
+    for (auto& [itemIdentifier, object] : *entries) {
+      if (auto chunk = std::dynamic_pointer_cast<OVStorageChunk>(object)) {
+        storage->_fragmentChunk.emplace(itemIdentifier, *chunk);
+      }
+    }
+  }
+  if (auto handle = FileHandle::openForUpdating(chunkPath)) {
+    storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+  }
+  return storage;
 }
 
 bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {

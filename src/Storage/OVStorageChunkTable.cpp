@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Platform/Text.h"
+#include "Storage/StorageCoding.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/NSRange.h"
 
@@ -12,7 +13,9 @@ namespace orvane {
 OVStorageChunkTable::OVStorageChunkTable(BaseInit) noexcept {}
 
 OVStorageChunkTable::OVStorageChunkTable()
-    : _info(std::make_unique_for_overwrite<OVChunkInfo[]>(kGrowthStep)), _capacity(kGrowthStep) {}
+    : _info(std::make_unique_for_overwrite<OVChunkInfo[]>(kGrowthStep)), _capacity(kGrowthStep) {
+  registerStorageCodingClasses();
+}
 
 OVStorageChunkTable::~OVStorageChunkTable() = default;
 
@@ -96,6 +99,29 @@ void OVStorageChunkTable::rebuildChunkInfoDictionary() {
     if (!isValidUTF8(text)) continue;
     _hashTable[std::move(text)] = i;
   }
+}
+
+std::string OVStorageChunkTable::archiveClassName() const { return "OVStorageChunkTable"; }
+
+void OVStorageChunkTable::encodeWithCoder(NSKeyedArchiver& coder) const {
+  // A copy of the records in use: the archive never takes the table's array.
+  const Data records = _chunkInfoQueue.sync([&] {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(_info.get());
+    return Data(bytes, bytes + _count * sizeof(OVChunkInfo));
+  });
+  coder.encodeDataForKey(records, "tableData");
+}
+
+std::shared_ptr<OVStorageChunkTable> OVStorageChunkTable::initWithCoder(NSKeyedUnarchiver& coder) {
+  auto table = std::make_shared<OVStorageChunkTable>(BaseInit{});
+  const Data records = coder.decodeDataForKey("tableData").value_or(Data());
+  const std::uint64_t count = records.size() / sizeof(OVChunkInfo);
+  table->_info = std::make_unique_for_overwrite<OVChunkInfo[]>(count);
+  if (count > 0) std::memcpy(table->_info.get(), records.data(), count * sizeof(OVChunkInfo));
+  table->_count = count;
+  table->_capacity = count;
+  table->rebuildChunkInfoDictionary();
+  return table;
 }
 
 }  // namespace orvane

@@ -12,6 +12,7 @@
 #include "orvane/Export.h"
 #include "orvane/Platform/Data.h"
 #include "orvane/Platform/NSError.h"
+#include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Platform/SerialQueue.h"
 #include "orvane/Storage/OVStorageChunk.h"
 
@@ -38,10 +39,14 @@ class FileHandle;
 /// sequences of such steps, not one. None of the operations may be called from
 /// work already running on the same store's queue.
 ///
+/// The archive of a store holds "destinationPath", "identifier" and
+/// "_fragmentChunk" (item identifier -> OVStorageChunk); archiving pushes the
+/// chunk file to disk, so that the bytes the archive points to are durable.
+///
 /// Failures of file operations answer failure (NO, no data, no chunk) instead
 /// of raising, and never leave an index entry pointing at bytes that were not
 /// written.
-class ORVANE_EXPORT OVStorage {
+class ORVANE_EXPORT OVStorage : public NSCoding {
  public:
   /// The largest item kept in the chunk file: 3 MiB.
   static constexpr std::uint64_t kFragmentItemLimit = 3145728;
@@ -72,7 +77,13 @@ class ORVANE_EXPORT OVStorage {
   /// A new store with a UUID identifier in defaultDestinationPath().
   static std::shared_ptr<OVStorage> init();
 
-  ~OVStorage();
+  /// The store of an archive, keeping the chunk file's bytes as they are;
+  /// null when the archive names no store or its chunk file is gone. Index
+  /// entries that are not chunks are left out; entries whose bytes the chunk
+  /// file does not hold read as no data.
+  static std::shared_ptr<OVStorage> initWithCoder(NSKeyedUnarchiver& coder);
+
+  ~OVStorage() override;
   OVStorage(const OVStorage&) = delete;
   OVStorage& operator=(const OVStorage&) = delete;
 
@@ -85,6 +96,11 @@ class ORVANE_EXPORT OVStorage {
   std::string filePathWithIdentifier(std::string_view identifier) const;
   /// The serial queue of the index and the chunk file.
   SerialQueue& accessStorageQueue() const noexcept { return _accessStorageQueue; }
+
+  std::string archiveClassName() const override;
+  /// Writes the three values, reading the index on the store's queue, then
+  /// synchronises the chunk file to disk.
+  void encodeWithCoder(NSKeyedArchiver& coder) const override;
 
   // Items.
 

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "orvane/Export.h"
+#include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Platform/SerialQueue.h"
 
 namespace orvane {
@@ -35,23 +36,34 @@ static_assert(sizeof(OVChunkInfo) == 40, "OVChunkInfo is a 40-byte record");
 /// after decoding are.
 ///
 /// setChunkInfoWithKey and chunkInfoWithKey run on the table's serial queue.
+/// The archive holds one value, "tableData": the records in use, 40 bytes
+/// each, as they are in memory. Archiving copies them, so the table stays
+/// usable after the archive is gone.
+///
 /// The lower operations (indexOfChunkInfoKey, addChunkInfoWithKey,
 /// increChunkInfoMem, rebuildChunkInfoDictionary) take no lock: call them only
 /// while no other thread uses the table.
-class ORVANE_EXPORT OVStorageChunkTable {
+class ORVANE_EXPORT OVStorageChunkTable : public NSCoding {
  public:
   /// Records added per growth step, and the capacity of a new table.
   static constexpr std::uint64_t kGrowthStep = 200;
 
   /// An empty table with room for 200 records.
   OVStorageChunkTable();
-  ~OVStorageChunkTable();
+  ~OVStorageChunkTable() override;
   OVStorageChunkTable(const OVStorageChunkTable&) = delete;
   OVStorageChunkTable& operator=(const OVStorageChunkTable&) = delete;
 
   /// A new empty table.
   static std::shared_ptr<OVStorageChunkTable> init();
   static bool supportsSecureCoding() noexcept { return true; }
+  /// A table of the records in an archive's "tableData" (whole 40-byte
+  /// records; an absent or empty value gives an empty table with capacity 0),
+  /// its dictionary rebuilt from their key fields.
+  static std::shared_ptr<OVStorageChunkTable> initWithCoder(NSKeyedUnarchiver& coder);
+
+  std::string archiveClassName() const override;
+  void encodeWithCoder(NSKeyedArchiver& coder) const override;
 
   /// Stores the 40 bytes of `info` under the key, or replaces the record
   /// already there (all 40 bytes, its key field included). Does nothing for a
@@ -82,8 +94,12 @@ class ORVANE_EXPORT OVStorageChunkTable {
 
  private:
   struct BaseInit {};
+
+ public:
+  // A table with no record array, filled by decoding.
   explicit OVStorageChunkTable(BaseInit) noexcept;
 
+ private:
   std::unordered_map<std::string, std::uint64_t> _hashTable;
   std::unique_ptr<OVChunkInfo[]> _info;
   std::uint64_t _capacity = 0;

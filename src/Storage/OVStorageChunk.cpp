@@ -1,0 +1,40 @@
+#include "orvane/Storage/OVStorageChunk.h"
+
+#include "Storage/StorageCoding.h"
+#include "orvane/Storage/OVStorage.h"
+#include "orvane/Storage/OVStorageChunkTable.h"
+
+namespace orvane {
+
+std::string OVStorageChunk::archiveClassName() const { return "OVStorageChunk"; }
+
+void OVStorageChunk::encodeWithCoder(NSKeyedArchiver& coder) const {
+  coder.encodeInt64ForKey(offset_, "offset");
+  coder.encodeInt64ForKey(length_, "length");
+}
+
+std::shared_ptr<OVStorageChunk> OVStorageChunk::initWithCoder(NSKeyedUnarchiver& coder) {
+  return std::make_shared<OVStorageChunk>(coder.decodeInt64ForKey("offset"),
+                                          coder.decodeInt64ForKey("length"));
+}
+
+void registerStorageCodingClasses() {
+  static const bool registered = [] {
+    NSKeyedUnarchiver::registerClass("OVStorageChunk",
+                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                       return OVStorageChunk::initWithCoder(coder);
+                                     });
+    NSKeyedUnarchiver::registerClass("OVStorageChunkTable",
+                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                       return OVStorageChunkTable::initWithCoder(coder);
+                                     });
+    NSKeyedUnarchiver::registerClass("OVStorage",
+                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                       return OVStorage::initWithCoder(coder);
+                                     });
+    return true;
+  }();
+  (void)registered;
+}
+
+}  // namespace orvane

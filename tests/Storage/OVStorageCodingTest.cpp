@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "Storage/StorageTestSupport.h"
+#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Storage/OVStorage.h"
+#include "orvane/Storage/OVStorageChunk.h"
+#include "orvane/Storage/OVStorageChunkTable.h"
+#include "support/TempDir.h"
+
+namespace orvane {
+namespace {
+
+using testing::fileSize;
+using testing::itemBytes;
+
+// Writes whatever values a test wants under a class name of the library, to
+// make archives that the library's own classes would never write.
+class ForgedObject : public NSCoding {
+ public:
+  explicit ForgedObject(std::string className) : className_(std::move(className)) {}
+  std::string archiveClassName() const override { return className_; }
+  void encodeWithCoder(NSKeyedArchiver& coder) const override {
+    for (const auto& [key, value] : integers) coder.encodeInt64ForKey(value, key);
+    for (const auto& [key, value] : texts) coder.encodeStringForKey(value, key);
+    for (const auto& [key, value] : datas) coder.encodeDataForKey(value, key);
+    for (const auto& [key, value] : dictionaries) coder.encodeDictionaryForKey(value, key);
+  }
+  std::map<std::string, std::int64_t> integers;
+  std::map<std::string, std::string> texts;
+  std::map<std::string, Data> datas;
+  std::map<std::string, NSCodingDictionary> dictionaries;
+
+ private:
+  std::string className_;
+};
+
+OVChunkInfo record(std::int64_t offset) {
+  OVChunkInfo info{};
+  info.offset = offset;
+  info.length = offset * 2;
+  return info;
+}
+
+TEST(OVStorageCodingTest, ChunkRoundTripAndAbsentValues) {
+  const OVStorageChunk chunk(-5, 1LL << 40);
+  auto decoded = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunk>(
+      NSKeyedArchiver::archivedDataWithRootObject(chunk));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(*decoded, chunk);
+
+  ForgedObject empty("OVStorageChunk");
+  empty.texts["offset"] = "12";  // not an integer: reads as 0
+  decoded = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunk>(
+      NSKeyedArchiver::archivedDataWithRootObject(empty));
+  ASSERT_TRUE(decoded);
+  EXPECT_TRUE(decoded->nullChunk());
+}
+
+TEST(OVStorageCodingTest, TableArchiveHoldsTheRecordsInUseAndLeavesTheTableUsable) {
+  OVStorageChunkTable table;
+  for (int i = 0; i < 3; ++i) {
+    const auto info = record(i + 1);
+    table.setChunkInfoWithKey(&info, "old-" + std::to_string(i));
+  }
+  std::shared_ptr<OVStorageChunkTable> decoded;
+  {
+    const Data archive = NSKeyedArchiver::archivedDataWithRootObject(table);
+    decoded = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunkTable>(archive);
+  }
+  // The archive is gone; the table still works.
+  const auto more = record(9);
+  table.setChunkInfoWithKey(&more, "after");
+  EXPECT_TRUE(table.chunkInfoWithKey(nullptr, "old-0"));
+  EXPECT_TRUE(table.chunkInfoWithKey(nullptr, "after"));
+
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->count(), 3u);
+  EXPECT_EQ(decoded->capacity(), 3u);
+  // The dictionary was rebuilt from 20-character key fields: the old keys are
+  // not found again, new ones are, after growing by one step.
+  EXPECT_FALSE(decoded->chunkInfoWithKey(nullptr, "old-0"));
+  const auto info = record(4);
+  decoded->setChunkInfoWithKey(&info, "new");
+  EXPECT_EQ(decoded->capacity(), 203u);
+  OVChunkInfo out{};
+  ASSERT_TRUE(decoded->chunkInfoWithKey(&out, "new"));
+  EXPECT_EQ(out.offset, 4);
+  EXPECT_EQ(decoded->indexOfChunkInfoKey("new"), 3u);
+
+  const OVStorageChunkTable empty;
+  decoded = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunkTable>(
+      NSKeyedArchiver::archivedDataWithRootObject(empty));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->count(), 0u);
+}
+
+TEST(OVStorageCodingTest, TableDataOfOddSizesAndTypes) {
+  struct Case {
+    const char* name;
+    std::function<void(ForgedObject&)> forge;
+    std::uint64_t count;
+  };
+  const Case cases[] = {
+      {"absent", [](ForgedObject&) {}, 0},
+      {"empty", [](ForgedObject& o) { o.datas["tableData"] = Data(); }, 0},
+      {"a text", [](ForgedObject& o) { o.texts["tableData"] = std::string(80, 'x'); }, 0},
+      {"85 bytes", [](ForgedObject& o) { o.datas["tableData"] = Data(85, 'A'); }, 2},
+      {"39 bytes", [](ForgedObject& o) { o.datas["tableData"] = Data(39, 0xFF); }, 0},
+  };
+  for (const auto& c : cases) {
+    ForgedObject forged("OVStorageChunkTable");
+    c.forge(forged);
+    auto table = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunkTable>(
+        NSKeyedArchiver::archivedDataWithRootObject(forged));
+    ASSERT_TRUE(table) << c.name;
+    EXPECT_EQ(table->count(), c.count) << c.name;
+    EXPECT_EQ(table->capacity(), c.count) << c.name;
+    const auto info = record(1);
+    table->setChunkInfoWithKey(&info, "k");
+    EXPECT_TRUE(table->chunkInfoWithKey(nullptr, "k")) << c.name;
+    EXPECT_EQ(table->capacity(), c.count + 200) << c.name;
+  }
+}
+
+TEST(OVStorageCodingTest, StoreRoundTripKeepsTheChunkFileAndTheIndex) {
+  testing::TempDir dir;
+  auto store = OVStorage::initWithDestinationIdentifierError(dir.path().string(), "store", nullptr);
+  ASSERT_TRUE(store);
+  const auto small = itemBytes(1000, 1), large = itemBytes(OVStorage::kFragmentItemLimit + 1, 2);
+  ASSERT_TRUE(store->saveDataWithIdentifier(small, "small"));
+  ASSERT_TRUE(store->saveDataWithIdentifier(large, "large"));
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(10, 3), "odd/name"));
+  const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*store);
+  store.reset();
+
+  auto decoded = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->destinationPath(), dir.path().string());
+  EXPECT_EQ(decoded->identifier(), "store");
+  EXPECT_EQ(decoded->storageChunkWithIdentifier("small"), OVStorageChunk(0, 1000));
+  EXPECT_EQ(decoded->storageChunkWithIdentifier("large"), OVStorageChunk::nullStorageChunk());
+  EXPECT_EQ(decoded->dataWithIdentifier("small"), small);
+  EXPECT_EQ(decoded->dataWithIdentifier("large"), large);
+  EXPECT_EQ(decoded->dataWithIdentifier("odd/name"), itemBytes(10, 3));
+  EXPECT_EQ(fileSize(dir / "store"), 1010);
+  ASSERT_TRUE(decoded->saveDataWithIdentifier(itemBytes(5, 4), "next"));
+  EXPECT_EQ(decoded->storageChunkWithIdentifier("next"), OVStorageChunk(1010, 5));
+
+  decoded.reset();
+  std::filesystem::remove(dir / "store");
+  EXPECT_EQ(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive), nullptr);
+}
+
+TEST(OVStorageCodingTest, ForgedStoreArchives) {
+  testing::TempDir dir;
+  {
+    std::ofstream chunkFile(dir / "store", std::ios::binary);
+    chunkFile << "0123456789";
+  }
+  const std::string destination = dir.path().string();
+  auto chunks = [](std::initializer_list<std::pair<std::string, OVStorageChunk>> list) {
+    NSCodingDictionary d;
+    for (const auto& [id, chunk] : list) d[id] = std::make_shared<OVStorageChunk>(chunk);
+    return d;
+  };
+  auto forge = [&](const std::function<void(ForgedObject&)>& change) {
+    ForgedObject o("OVStorage");
+    o.texts["destinationPath"] = destination;
+    o.texts["identifier"] = "store";
+    o.dictionaries["_fragmentChunk"] = chunks({{"ok", OVStorageChunk(2, 3)}});
+    change(o);
+    return NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(
+        NSKeyedArchiver::archivedDataWithRootObject(o));
+  };
+
+  auto good = forge([](ForgedObject&) {});
+  ASSERT_TRUE(good);
+  EXPECT_EQ(good->dataWithIdentifier("ok"), dataOf("234"));
+
+  // No store: the texts that find the chunk file are missing or not texts.
+  EXPECT_FALSE(forge([](ForgedObject& o) { o.texts.erase("identifier"); }));
+  EXPECT_FALSE(forge([](ForgedObject& o) { o.texts["identifier"] = ""; }));
+  EXPECT_FALSE(forge([](ForgedObject& o) {
+    o.texts.erase("destinationPath");
+    o.integers["destinationPath"] = 42;
+  }));
+  EXPECT_FALSE(forge([](ForgedObject& o) {
+    o.texts.erase("identifier");
+    o.datas["identifier"] = dataOf("store");
+  }));
+  EXPECT_FALSE(forge([](ForgedObject& o) { o.texts["identifier"] = "missing"; }));
+
+  // A store with no index: the index is absent or not a dictionary.
+  for (auto change : std::vector<std::function<void(ForgedObject&)>>{
+           [](ForgedObject& o) { o.dictionaries.clear(); },
+           [](ForgedObject& o) {
+             o.dictionaries.clear();
+             o.texts["_fragmentChunk"] = "ok";
+           },
+       }) {
+    auto store = forge(change);
+    ASSERT_TRUE(store);
+    EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
+  }
+
+  // Entries that are not chunks are left out; damaged chunks read as nothing.
+  auto mixed = forge([&](ForgedObject& o) {
+    auto d = chunks({{"ok", OVStorageChunk(2, 3)},
+                     {"negative", OVStorageChunk(-1, 3)},
+                     {"negative-length", OVStorageChunk(1, -3)},
+                     {"past-end", OVStorageChunk(8, 3)},
+                     {"far", OVStorageChunk(INT64_MAX, INT64_MAX)}});
+    d["table"] = std::make_shared<OVStorageChunkTable>();
+    d["null"] = nullptr;
+    o.dictionaries["_fragmentChunk"] = d;
+  });
+  ASSERT_TRUE(mixed);
+  EXPECT_EQ(mixed->allStorageItemIdentifiers().size(), 5u);
+  EXPECT_FALSE(mixed->dataWithIdentifierExist("table"));
+  EXPECT_EQ(mixed->dataWithIdentifier("ok"), dataOf("234"));
+  for (const char* id : {"negative", "negative-length", "past-end", "far"}) {
+    EXPECT_EQ(mixed->dataWithIdentifier(id), std::nullopt) << id;
+  }
+  EXPECT_EQ(fileSize(dir / "store"), 10);  // decoding never truncates
+}
+
+// An archive written by Python's plistlib in the layout of the platform's own
+// keyed archiver.
+constexpr const char* kPlatformArchiveScript = R"PY(
+import plistlib, sys
+UID = plistlib.UID
+destination, out = sys.argv[1], sys.argv[2]
+objects = [
+    "$null",
+    {"$class": UID(2), "destinationPath": UID(3), "identifier": UID(4), "_fragmentChunk": UID(5)},
+    {"$classname": "OVStorage", "$classes": ["OVStorage", "NSObject"]},
+    destination,
+    "platform-store",
+    {"$class": UID(6), "NS.keys": [UID(7), UID(8), UID(9)],
+     "NS.objects": [UID(10), UID(11), UID(13)]},
+    {"$classname": "NSMutableDictionary",
+     "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
+    "hello", "world", "table",
+    {"$class": UID(12), "offset": 0, "length": 5},
+    {"$class": UID(12), "offset": 5, "length": 6},
+    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]},
+    {"$class": UID(14), "tableData": b"K" * 20 + b"\0" * 4 + (7).to_bytes(8, "little") * 2},
+    {"$classname": "OVStorageChunkTable", "$classes": ["OVStorageChunkTable", "NSObject"]},
+]
+archive = {"$version": 100000, "$archiver": "NSKeyedArchiver",
+           "$top": {"root": UID(1)}, "$objects": objects}
+with open(out, "wb") as f:
+    plistlib.dump(archive, f, fmt=plistlib.FMT_BINARY)
+)PY";
+
+TEST(OVStorageCodingTest, DecodesAnArchiveInThePlatformsLayout) {
+  testing::TempDir dir;
+  {
+    std::ofstream chunkFile(dir / "platform-store", std::ios::binary);
+    chunkFile << "hello, world";
+  }
+  {
+    std::ofstream script(dir / "make.py");
+    script << kPlatformArchiveScript;
+  }
+  const std::string command = "/usr/bin/python3 '" + (dir / "make.py").string() + "' '" +
+                              dir.path().string() + "' '" + (dir / "archive").string() + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::ifstream in(dir / "archive", std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+
+  auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(bytesOf(bytes));
+  ASSERT_TRUE(store);
+  EXPECT_EQ(store->identifier(), "platform-store");
+  EXPECT_EQ(store->destinationPath(), dir.path().string());
+  EXPECT_EQ(store->storageChunkWithIdentifier("world"), OVStorageChunk(5, 6));
+  EXPECT_EQ(store->dataWithIdentifier("hello"), dataOf("hello"));
+  EXPECT_EQ(store->dataWithIdentifier("world"), dataOf(", worl"));
+  EXPECT_FALSE(store->dataWithIdentifierExist("table"));  // a table is no chunk
+}
+
+}  // namespace
+}  // namespace orvane
