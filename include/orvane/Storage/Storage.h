@@ -5,3 +5,4 @@
 #include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "orvane/Storage/OVStorageChunkTable.h"
+#include "orvane/Storage/OVStorageManager.h"

@@ -1,0 +1,370 @@
+#include "orvane/Storage/OVStorageManager.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Storage/OVStorageManagerTesting.h"
+#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/NSUserDefaults.h"
+#include "orvane/Storage/OVStorageChunk.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace orvane {
+namespace {
+
+namespace stdfs = std::filesystem;
+
+std::shared_ptr<OVStorageManager> freshManager() { return OVStorageManagerTesting::make(); }
+
+std::optional<Data> defaultsValue(std::string_view key) {
+  return NSUserDefaults::standardUserDefaults()->dataForKey(key);
+}
+
+std::string text(const std::optional<Data>& data) {
+  return data ? std::string(data->begin(), data->end()) : "<none>";
+}
+
+std::set<std::string> identifiers(const OVStorage& storage) {
+  auto all = storage.allStorageItemIdentifiers();
+  return {all.begin(), all.end()};
+}
+
+TEST(OVStorageManagerTest, KeysCarryTheVersionWithoutSeparator) {
+  testing::TestEnvironment env;
+  auto manager = freshManager();
+  EXPECT_EQ(manager->currentVersion(), "158");
+  EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageData158");
+  EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageData158");
+
+  Environment::Overrides o = Environment::overrides();
+  o.bundleVersion = "";
+  ScopedEnvironmentOverrides unknown(o);
+  EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
+  EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageDataversion_unknown");
+}
+
+TEST(OVStorageManagerTest, NewManagerStartsEmptyInTheDefaultDirectoryAndSavesNothing) {
+  testing::TestEnvironment env;
+  auto manager = freshManager();
+  ASSERT_TRUE(manager->defStorage());
+  EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()),
+            env.path() / "data" / "org.orvane.tests");
+  EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
+  EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
+}
+
+TEST(OVStorageManagerTest, UpdatesAndRemovalsSurviveARestart) {
+  testing::TestEnvironment env;
+  const Data big(3145729, 0xab);  // one byte over the chunk file limit
+  std::string storeIdentifier;
+  {
+    auto manager = freshManager();
+    storeIdentifier = manager->defStorage()->identifier();
+    manager->updateDataWithIdentifier(bytesOf("first"), "thumb-1");
+    manager->updateDataWithIdentifier(bytesOf("second"), "thumb-2");
+    manager->updateDataWithIdentifier(big, "large");
+    manager->updateDataWithIdentifier(bytesOf("1st"), "thumb-1");  // in place, shorter
+    manager->removeDataWithIdentifier("thumb-2");
+    EXPECT_TRUE(defaultsValue("kHXDefaultStorageData158"));
+  }
+  auto restored = freshManager();
+  EXPECT_EQ(restored->defStorage()->identifier(), storeIdentifier);
+  EXPECT_EQ(identifiers(*restored->defStorage()), (std::set<std::string>{"thumb-1", "large"}));
+  EXPECT_EQ(text(restored->dataWithIdentifier("thumb-1")), "1st");
+  EXPECT_FALSE(restored->dataWithIdentifierExist("thumb-2"));
+  EXPECT_FALSE(restored->dataWithIdentifier("thumb-2"));
+  EXPECT_EQ(restored->dataWithIdentifier("large"), big);
+}
+
+// Direct changes to the default store become durable only with the next
+// manager update or effective removal; removing an unknown item writes
+// nothing at all.
+TEST(OVStorageManagerTest, OnlyEffectiveRemovalsSave) {
+  testing::TestEnvironment env;
+  auto manager = freshManager();
+  manager->removeDataWithIdentifier("unknown");
+  EXPECT_FALSE(defaultsValue("kHXDefaultStorageData158"));
+
+  manager->updateDataWithIdentifier(bytesOf("a"), "a");
+  const auto saved = defaultsValue("kHXDefaultStorageData158");
+  ASSERT_TRUE(saved);
+  manager->defStorage()->updateDataWithIdentifier(bytesOf("b"), "b");
+  manager->removeDataWithIdentifier("unknown");
+  EXPECT_EQ(defaultsValue("kHXDefaultStorageData158"), saved);
+  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"a"});
+
+  manager->removeDataWithIdentifier("a");
+  EXPECT_NE(defaultsValue("kHXDefaultStorageData158"), saved);
+  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"b"});
+}
+
+TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnRequest) {
+  testing::TestEnvironment env;
+  auto manager = freshManager();
+  auto loose = OVStorage::init();
+  EXPECT_FALSE(manager->addCustomizeStorageWithIdentifier(loose, "albums"));
+  EXPECT_FALSE(manager->customizeStorageWithIdentifier("albums"));
+
+  auto created = manager->createCustomiszeStorageWithIdentifier("albums");
+  ASSERT_TRUE(created);
+  EXPECT_NE(created->identifier(), "albums");  // the name only names the entry
+  EXPECT_EQ(created->identifier().size(), 36u);
+  EXPECT_EQ(created->destinationPath(), OVStorage::defaultDestinationPath());
+  EXPECT_EQ(manager->createCustomiszeStorageWithIdentifier("albums"), created);
+  EXPECT_EQ(manager->customizeStorageWithIdentifier("albums"), created);
+  EXPECT_FALSE(defaultsValue("kHXCustomizeStorageData158"));  // nothing saved yet
+
+  EXPECT_TRUE(manager->addCustomizeStorageWithIdentifier(loose, "albums"));
+  EXPECT_EQ(manager->customizeStorageWithIdentifier("albums"), loose);
+  EXPECT_TRUE(freshManager()->customizeStorageWithIdentifier("albums") == nullptr);
+
+  loose->updateDataWithIdentifier(bytesOf("cover"), "cover");
+  manager->createCustomiszeStorageWithIdentifier("faces");
+  manager->saveCustomizeStorage();
+  auto restored = freshManager();
+  auto albums = restored->customizeStorageWithIdentifier("albums");
+  ASSERT_TRUE(albums);
+  EXPECT_EQ(albums->identifier(), loose->identifier());
+  EXPECT_EQ(text(albums->dataWithIdentifier("cover")), "cover");
+  EXPECT_TRUE(restored->customizeStorageWithIdentifier("faces"));
+  // The default store is not a customised one and was never saved.
+  EXPECT_FALSE(defaultsValue("kHXDefaultStorageData158"));
+}
+
+TEST(OVStorageManagerTest, AnotherVersionStartsFromStoresOfItsOwn) {
+  testing::TestEnvironment env;
+  {
+    auto manager = freshManager();
+    manager->updateDataWithIdentifier(bytesOf("old"), "item");
+    manager->createCustomiszeStorageWithIdentifier("albums");
+    manager->saveCustomizeStorage();
+  }
+  const auto oldDefault = defaultsValue("kHXDefaultStorageData158");
+  const auto oldCustom = defaultsValue("kHXCustomizeStorageData158");
+  {
+    Environment::Overrides o = Environment::overrides();
+    o.bundleVersion = "159";
+    ScopedEnvironmentOverrides newer(o);
+    auto manager = freshManager();
+    EXPECT_FALSE(manager->dataWithIdentifierExist("item"));
+    EXPECT_FALSE(manager->customizeStorageWithIdentifier("albums"));
+    manager->updateDataWithIdentifier(bytesOf("new"), "item");
+    EXPECT_TRUE(defaultsValue("kHXDefaultStorageData159"));
+  }
+  // The entries of the other version were neither read nor removed.
+  EXPECT_EQ(defaultsValue("kHXDefaultStorageData158"), oldDefault);
+  EXPECT_EQ(defaultsValue("kHXCustomizeStorageData158"), oldCustom);
+  EXPECT_EQ(text(freshManager()->dataWithIdentifier("item")), "old");
+}
+
+// Whatever sits in the defaults under the two keys, a manager starts, with
+// fresh empty state when it cannot be decoded.
+TEST(OVStorageManagerTest, UndecodableEntriesGiveFreshEmptyState) {
+  testing::TestEnvironment env;
+  Data archivedStore;
+  {
+    auto manager = freshManager();
+    manager->updateDataWithIdentifier(bytesOf("x"), "x");
+    archivedStore = *defaultsValue("kHXDefaultStorageData158");
+  }
+  const Data archivedChunk = NSKeyedArchiver::archivedDataWithRootObject(OVStorageChunk(0, 1));
+  const Data archivedDictionary = NSKeyedArchiver::archivedDataWithRootDictionary(
+      {{"k", std::make_shared<OVStorageChunk>(0, 1)}});
+  const Data truncated(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2);
+  const struct {
+    const char* name;
+    Data value;
+  } cases[] = {
+      {"empty", {}},
+      {"garbage", dataOf("not an archive at all")},
+      {"truncated archive", truncated},
+      {"chunk instead of store", archivedChunk},
+      {"dictionary instead of store", archivedDictionary},
+      {"store instead of dictionary", archivedStore},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto defaults = NSUserDefaults::standardUserDefaults();
+    ASSERT_TRUE(defaults->setObjectForKey(c.value, "kHXCustomizeStorageData158"));
+    if (std::string_view(c.name) != "store instead of dictionary")
+      ASSERT_TRUE(defaults->setObjectForKey(c.value, "kHXDefaultStorageData158"));
+    else
+      ASSERT_TRUE(defaults->setObjectForKey(archivedChunk, "kHXDefaultStorageData158"));
+    auto manager = freshManager();
+    ASSERT_TRUE(manager->defStorage());
+    EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
+    EXPECT_FALSE(manager->customizeStorageWithIdentifier("k"));
+    manager->updateDataWithIdentifier(bytesOf("works"), "y");
+    EXPECT_EQ(text(freshManager()->dataWithIdentifier("y")), "works");
+  }
+}
+
+TEST(OVStorageManagerTest, DefaultStoreWhoseChunkFileIsGoneIsReplaced) {
+  testing::TestEnvironment env;
+  std::string oldIdentifier;
+  {
+    auto manager = freshManager();
+    manager->updateDataWithIdentifier(bytesOf("x"), "x");
+    oldIdentifier = manager->defStorage()->identifier();
+    ASSERT_TRUE(stdfs::remove(manager->defStorage()->filePathWithIdentifier(oldIdentifier)));
+  }
+  auto manager = freshManager();
+  EXPECT_NE(manager->defStorage()->identifier(), oldIdentifier);
+  EXPECT_FALSE(manager->dataWithIdentifierExist("x"));
+}
+
+TEST(OVStorageManagerTest, InitAnswersTheSharedManagerOnceItExists) {
+  testing::TestEnvironment env;
+  auto result = testing::runInChild([] {
+    auto early = OVStorageManager::init();
+    auto shared = OVStorageManager::shareStorageManager();
+    if (!early || !shared || early == shared) return 1;
+    if (OVStorageManager::init() != shared) return 2;
+    if (OVStorageManager::shareStorageManager() != shared) return 3;
+    return 0;
+  });
+  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+}
+
+TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
+  testing::TestEnvironment env;
+  auto result = testing::runInChild([] {
+    std::vector<std::shared_ptr<OVStorageManager>> seen(8);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < seen.size(); ++i)
+      threads.emplace_back([&seen, i] {
+        seen[i] = i % 2 ? OVStorageManager::shareStorageManager() : OVStorageManager::init();
+      });
+    for (auto& t : threads) t.join();
+    auto shared = OVStorageManager::shareStorageManager();
+    for (std::size_t i = 1; i < seen.size(); i += 2)
+      if (seen[i] != shared) return 1;
+    return 0;
+  });
+  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+}
+
+// Threads updating their own items through one manager: every update that
+// returned is in the saved index, whatever order the saves ran in.
+TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
+  testing::TestEnvironment env;
+  auto manager = freshManager();
+  constexpr int kThreads = 4, kItems = 25;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&manager, t] {
+      for (int i = 0; i < kItems; ++i) {
+        const std::string id = std::to_string(t) + "-" + std::to_string(i);
+        manager->updateDataWithIdentifier(bytesOf("v" + id), id);
+      }
+      manager->createCustomiszeStorageWithIdentifier("shared");
+    });
+  for (auto& th : threads) th.join();
+  auto restored = freshManager();
+  for (int t = 0; t < kThreads; ++t)
+    for (int i = 0; i < kItems; ++i) {
+      const std::string id = std::to_string(t) + "-" + std::to_string(i);
+      EXPECT_EQ(text(restored->dataWithIdentifier(id)), "v" + id);
+    }
+  EXPECT_TRUE(manager->customizeStorageWithIdentifier("shared"));
+}
+
+// Bytes of one version of an item: a header naming the item and the version,
+// then bytes made from both. Each item keeps one size, so replacing it always
+// overwrites in place or fills its own separate file.
+Data versionBytes(int item, int version) {
+  const std::size_t size = item == 0 ? 3145728 + 4096 : 512 + 997 * static_cast<std::size_t>(item);
+  std::string header = "item-" + std::to_string(item) + "|" + std::to_string(version) + "|";
+  Data bytes(size);
+  std::copy(header.begin(), header.end(), bytes.begin());
+  std::uint32_t x = static_cast<std::uint32_t>(item * 7919 + version * 104729 + 1);
+  for (std::size_t i = header.size(); i < size; ++i) {
+    x = x * 1664525u + 1013904223u;
+    bytes[i] = static_cast<std::uint8_t>(x >> 24);
+  }
+  return bytes;
+}
+
+// A process killed in the middle of manager updates and removals: the next
+// process restores the manager, and every listed item reads back bytes once
+// written under its identifier, or nothing with the damage line.
+TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines) {
+  constexpr int kItems = 24;
+  for (int round = 0; round < 6; ++round) {
+    SCOPED_TRACE(round);
+    testing::TestEnvironment env;
+    int progress[2];
+    ASSERT_EQ(pipe(progress), 0);
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      close(progress[0]);
+      auto manager = freshManager();
+      for (int step = 1;; ++step) {
+        const int item = (step * 7) % kItems;
+        // Item 0 is a large item kept in a file of its own; it is replaced,
+        // never removed.
+        if (item != 0 && step % 5 == 0)
+          manager->removeDataWithIdentifier("item-" + std::to_string(item));
+        else
+          manager->updateDataWithIdentifier(versionBytes(item, step),
+                                            "item-" + std::to_string(item));
+        if (step == 30) (void)!write(progress[1], "r", 1);
+      }
+    }
+    close(progress[1]);
+    char ready = 0;
+    const bool started = read(progress[0], &ready, 1) == 1;
+    close(progress[0]);
+    if (started) std::this_thread::sleep_for(std::chrono::milliseconds(5 + 37 * round));
+    kill(pid, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(started && WIFSIGNALED(status));
+
+    auto result = testing::runInChild([] {
+      auto manager = freshManager();
+      auto ids = manager->defStorage()->allStorageItemIdentifiers();
+      if (ids.empty()) return 10;
+      int missing = 0;
+      for (const std::string& id : ids) {
+        auto bytes = manager->dataWithIdentifier(id);
+        if (!bytes) {
+          ++missing;
+          continue;
+        }
+        const std::string head(bytes->begin(),
+                               bytes->begin() + std::min<std::size_t>(40, bytes->size()));
+        int item = -1, version = -1;
+        if (std::sscanf(head.c_str(), "item-%d|%d|", &item, &version) != 2) return 11;
+        if ("item-" + std::to_string(item) != id) return 12;   // another item's bytes
+        if (*bytes != versionBytes(item, version)) return 13;  // never written like this
+      }
+      std::fprintf(stderr, "missing=%d\n", missing);
+      return 0;
+    });
+    ASSERT_EQ(result.exitCode, 0) << result.stderrText;
+    // Each item that read nothing logged the damage line.
+    const auto& log = result.stderrText;
+    std::size_t damageLines = 0;
+    for (std::size_t at = 0;
+         (at = log.find("Warning the chunk file has been damaged.", at)) != std::string::npos; ++at)
+      ++damageLines;
+    EXPECT_NE(log.find("missing=" + std::to_string(damageLines) + "\n"), std::string::npos) << log;
+  }
+}
+
+}  // namespace
+}  // namespace orvane
