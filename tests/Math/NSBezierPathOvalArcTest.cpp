@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -40,110 +41,74 @@ std::vector<double> steppedAngles(double start, double end, double step, bool cl
   return angles;
 }
 
-TEST(NSBezierPathOvalArcTest, QuarterCircleCounterClockwise) {
-  const CGRect rect = CGRectMake(0, 0, 100, 100);
-  const auto path = Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(rect, 0, M::pi_2());
-  EXPECT_EQ(path->associatedPointsAtIndex(0)[0], CGPointMake(100, 50));
-  const auto points = linePoints(*path);
-
-  // The first segment has zero length; then one point per step of asin(0.01),
-  // each the very point the geometry gives for that angle.
-  const auto angles = steppedAngles(0, M::pi_2(), std::asin(0.01), false);
-  ASSERT_EQ(points.size(), angles.size());
-  EXPECT_EQ(points[0], CGPointMake(100, 50));
-  for (std::size_t i = 0; i < angles.size(); ++i)
-    ASSERT_EQ(points[i], M::pointAtOvalWithRectInAngle(rect, angles[i])) << i;
-  // pi/2 is not a whole number of steps, so the end point itself is missing.
-  EXPECT_LT(angles.back(), M::pi_2());
-  EXPECT_GT(angles.back() + std::asin(0.01), M::pi_2());
-
-  for (const CGPoint& p : points) {
-    EXPECT_NEAR(std::hypot(p.x - 50, p.y - 50), 50.0, 1e-12);
-    EXPECT_GE(p.x, 50.0 - 1e-12);  // never past the end angle
-  }
-}
-
-TEST(NSBezierPathOvalArcTest, ClockwiseWrapsTheEndBelowTheStart) {
-  const CGRect rect = CGRectMake(0, 0, 100, 100);
-  const auto path =
-      Arc::bezierPathWithOvalArcInRectStartAngleEndAngleClockwise(rect, 0, M::pi_2(), true);
-  const auto points = linePoints(*path);
-  const double step = std::asin(0.01);
-  const auto angles = steppedAngles(0, M::pi_2() - (M::pi() + M::pi()), step, true);
-  ASSERT_EQ(points.size(), angles.size());
-  for (std::size_t i = 0; i < angles.size(); ++i)
-    ASSERT_EQ(points[i], M::pointAtOvalWithRectInAngle(rect, angles[i])) << i;
-  // Three quarters of the circle, through the bottom: no point in the first
-  // quadrant's open interior.
-  EXPECT_NEAR(static_cast<double>(points.size()), 1.5 * M::pi() / step, 2.0);
-  for (const CGPoint& p : points) EXPECT_FALSE(p.x > 50 + 1e-9 && p.y > 50 + 1e-9);
-}
-
-TEST(NSBezierPathOvalArcTest, CounterClockwiseWrapsTheEndAboveTheStart) {
-  // From pi to 0 counter-clockwise: the lower half (smaller y, y up).
-  const CGRect rect = CGRectMake(0, 0, 100, 100);
-  const auto path = Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(rect, M::pi(), 0);
-  const auto points = linePoints(*path);
-  const auto angles = steppedAngles(M::pi(), M::pi() + M::pi(), std::asin(0.01), false);
-  ASSERT_EQ(points.size(), angles.size());
-  for (const CGPoint& p : points) EXPECT_LE(p.y, 50 + 1e-9);
-}
-
-TEST(NSBezierPathOvalArcTest, PointsFollowTheEllipseAndStopAtTheEnd) {
-  // A wide ellipse off the origin, in both directions, over several spans.
-  const CGRect rect = CGRectMake(-40, 25, 600, 150);
-  const double cx = 260, cy = 100, a = 300, b = 75;
+// Each path is the move and then exactly the points the geometry gives for
+// start, start +- step, ... up to the (wrapped) end, and every point lies on
+// the ellipse with the clamped semi-axes.
+TEST(NSBezierPathOvalArcTest, StepsFromTheStartUpToTheWrappedEnd) {
+  const double twoPi = M::pi() + M::pi();
+  const CGRect circle = CGRectMake(0, 0, 100, 100), wide = CGRectMake(-40, 25, 600, 150);
   const struct {
+    CGRect rect;
     double start, end;
     bool clockwise;
-  } cases[] = {{0.2, 2.9, false}, {2.9, 0.2, true},  {-1.0, -4.0, false},
-               {5.0, 5.5, true},  {0.0, 0.0, false}, {1.0, 1.0 + 1e-6, false}};
-  const double step = std::asin(2.0 / 750.0);
+    double wrappedEnd;
+  } cases[] = {
+      {circle, 0, M::pi_2(), false, M::pi_2()},
+      {circle, 0, M::pi_2(), true, M::pi_2() - twoPi},  // three quarters, clockwise
+      {circle, M::pi(), 0, false, twoPi},               // the lower half
+      {wide, 0.2, 2.9, false, 2.9},
+      {wide, 2.9, 0.2, true, 0.2},  // already below the start: no wrap
+      {wide, -1.0, -4.0, false, -4.0 + twoPi},
+      {wide, 5.0, 5.5, true, 5.5 - twoPi},
+      {wide, 1.0, 1.0 + 1e-6, false, 1.0 + 1e-6},  // less than a step: one point
+      {circle, 1.0, 1.0, true, 1.0},               // equal angles: one zero-length line
+      // An end already on the right side is used as given: two and three turns.
+      {CGRectMake(0, 0, 20, 20), 0, 2 * twoPi, false, 2 * twoPi},
+      {CGRectMake(0, 0, 20, 20), 0, -3 * twoPi, true, -3 * twoPi},
+      // Width + height 2: a quarter-turn step on the clamped unit circle.
+      {CGRectMake(0, 0, 1, 1), 0, M::pi(), false, M::pi()},
+  };
   for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.start << " -> " << c.end << " clockwise " << c.clockwise
+                                      << " in " << c.rect.size.width << "x" << c.rect.size.height);
     const auto path = Arc::bezierPathWithOvalArcInRectStartAngleEndAngleClockwise(
-        rect, c.start, c.end, c.clockwise);
+        c.rect, c.start, c.end, c.clockwise);
     const auto points = linePoints(*path);
-    ASSERT_FALSE(points.empty());
-    EXPECT_EQ(points.front(), path->associatedPointsAtIndex(0)[0]);
-    // Every point on the ellipse.
-    for (const CGPoint& p : points) {
-      const double u = (p.x - cx) / a, v = (p.y - cy) / b;
-      ASSERT_NEAR(u * u + v * v, 1.0, 1e-12);
+    const double step = std::asin(2.0 / (c.rect.size.width + c.rect.size.height));
+    const auto angles = steppedAngles(c.start, c.wrappedEnd, step, c.clockwise);
+    ASSERT_EQ(points.size(), angles.size());
+    EXPECT_EQ(path->associatedPointsAtIndex(0)[0], points[0]);  // zero-length first line
+    const double a = std::max(c.rect.size.width * 0.5, 1.0);
+    const double b = std::max(c.rect.size.height * 0.5, 1.0);
+    const double cx = c.rect.origin.x + c.rect.size.width * 0.5;
+    const double cy = c.rect.origin.y + c.rect.size.height * 0.5;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      ASSERT_EQ(points[i], M::pointAtOvalWithRectInAngle(c.rect, angles[i])) << i;
+      const double u = (points[i].x - cx) / a, v = (points[i].y - cy) / b;
+      ASSERT_NEAR(u * u + v * v, 1.0, 1e-12) << i;
     }
-    // The number of points is what the stepping over the (wrapped) span gives.
-    double end = c.end;
-    while (c.clockwise ? end > c.start : end < c.start)
-      end += c.clockwise ? -2 * M::pi() : 2 * M::pi();
-    const double span = std::fabs(end - c.start);
-    EXPECT_NEAR(static_cast<double>(points.size()), std::floor(span / step) + 1, 1.0)
-        << c.start << " -> " << c.end;
   }
 }
 
-TEST(NSBezierPathOvalArcTest, EqualAnglesGiveOneZeroLengthLine) {
-  const auto path = Arc::bezierPathWithOvalArcInRectStartAngleEndAngleClockwise(
-      CGRectMake(0, 0, 100, 100), 1.0, 1.0, true);
-  ASSERT_EQ(path->elementCount(), 2u);
-  EXPECT_EQ(path->associatedPointsAtIndex(1)[0], path->associatedPointsAtIndex(0)[0]);
-}
-
-TEST(NSBezierPathOvalArcTest, AnEndAlreadyOnTheRightSideWindsAsOftenAsItSays) {
-  const CGRect rect = CGRectMake(0, 0, 20, 20);
-  const double step = std::asin(2.0 / 40.0);
-  const auto twice = Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(rect, 0, 4 * M::pi());
-  EXPECT_EQ(twice->elementCount(), steppedAngles(0, 4 * M::pi(), step, false).size() + 1);
-  const auto back =
-      Arc::bezierPathWithOvalArcInRectStartAngleEndAngleClockwise(rect, 0, -6 * M::pi(), true);
-  EXPECT_EQ(back->elementCount(), steppedAngles(0, -6 * M::pi(), step, true).size() + 1);
-}
-
-TEST(NSBezierPathOvalArcTest, ClampedSemiAxesForTinyRectangles) {
-  // Width + height of exactly 2: a quarter-turn step on a unit circle.
-  const CGRect rect = CGRectMake(0, 0, 1, 1);
-  const auto path = Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(rect, 0, M::pi());
-  const auto points = linePoints(*path);
-  ASSERT_EQ(points.size(), 3u);  // 0, pi/2, pi
-  for (const CGPoint& p : points) EXPECT_NEAR(std::hypot(p.x - 0.5, p.y - 0.5), 1.0, 1e-15);
+TEST(NSBezierPathOvalArcTest, ArcsCoverTheRightPartOfTheCircle) {
+  const CGRect circle = CGRectMake(0, 0, 100, 100);
+  const double step = std::asin(0.01);
+  // Quarter, counter-clockwise: starts at (100, 50) and stops short of the
+  // top, since pi/2 is not a whole number of steps.
+  const auto quarter =
+      linePoints(*Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(circle, 0, M::pi_2()));
+  EXPECT_EQ(quarter.front(), CGPointMake(100, 50));
+  EXPECT_GT(quarter.back().x, 50.0);
+  for (const CGPoint& p : quarter) EXPECT_GE(p.y, 50.0);
+  // The clockwise way round takes the other three quarters.
+  const auto rest = linePoints(
+      *Arc::bezierPathWithOvalArcInRectStartAngleEndAngleClockwise(circle, 0, M::pi_2(), true));
+  EXPECT_NEAR(static_cast<double>(rest.size()), 1.5 * M::pi() / step, 2.0);
+  for (const CGPoint& p : rest) EXPECT_FALSE(p.x > 50 + 1e-9 && p.y > 50 + 1e-9);
+  // From pi to 0 counter-clockwise: the lower half (smaller y, y up).
+  for (const CGPoint& p :
+       linePoints(*Arc::bezierPathWithOvalArcInRectStartAngleEndAngle(circle, M::pi(), 0)))
+    EXPECT_LE(p.y, 50 + 1e-9);
 }
 
 // Every rectangle or angle that gives no usable step, or a stepping that could
