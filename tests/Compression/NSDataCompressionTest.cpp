@@ -7,6 +7,7 @@
 #include <lzma.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 
@@ -62,6 +63,29 @@ TEST(NSDataCompressionTest, RoundTripsEveryCodec) {
           << algorithm << " " << size;
     }
   }
+}
+
+TEST(NSDataCompressionTest, Lz4FramingSpansSeveralBlocks) {
+  // Blocks of 1 MiB: compressible and incompressible stretches in one buffer,
+  // so that compressed and stored blocks alternate.
+  Data input = textLike(1 << 20);
+  const Data noise = randomBytes(1 << 20);
+  input.insert(input.end(), noise.begin(), noise.end());
+  const Data tail = textLike(300000, 4);
+  input.insert(input.end(), tail.begin(), tail.end());
+  const auto encoded = NSDataCompression::compressWithAlgorithm(input, COMPRESSION_LZ4);
+  ASSERT_TRUE(encoded);
+  EXPECT_EQ(std::memcmp(encoded->data(), "bv41", 4), 0);
+  const Data stored{'b', 'v', '4', '-'};
+  EXPECT_NE(std::search(encoded->begin(), encoded->end(), stored.begin(), stored.end()),
+            encoded->end());
+  EXPECT_EQ(
+      NSDataCompression::upcompressWithBufferSizeAlgorithm(*encoded, input.size(), COMPRESSION_LZ4),
+      input);
+  // Cut inside the stored block.
+  EXPECT_EQ(
+      NSDataCompression::upcompressWithBufferSizeAlgorithm(*encoded, 1500000, COMPRESSION_LZ4),
+      Data(input.begin(), input.begin() + 1500000));
 }
 
 TEST(NSDataCompressionTest, DecodedSizeMustBeReachedAndLongerOutputIsCut) {
