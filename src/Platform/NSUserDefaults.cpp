@@ -75,8 +75,10 @@ bool renameWithoutReplacing(const std::filesystem::path& from, const std::filesy
 std::optional<std::filesystem::path> moveAside(const std::filesystem::path& path) {
   const std::string stamp = utcStamp();
   for (int n = 1; n < 1000; ++n) {
-    std::filesystem::path aside = path;
-    aside += ".damaged-" + stamp + (n > 1 ? "-" + std::to_string(n) : "");
+    std::string name = path.filename().string();
+    name.append(".damaged-").append(stamp);
+    if (n > 1) name.append("-").append(std::to_string(n));
+    const std::filesystem::path aside = path.parent_path() / name;
     if (renameWithoutReplacing(path, aside)) {
       for (const char* companion : {"-wal", "-shm"}) {
         std::filesystem::path from = path, to = aside;
