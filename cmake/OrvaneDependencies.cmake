@@ -10,3 +10,8 @@ pkg_check_modules(LZ4 REQUIRED IMPORTED_TARGET liblz4)
 pkg_check_modules(LZMA REQUIRED IMPORTED_TARGET liblzma)
 pkg_check_modules(BROTLIENC REQUIRED IMPORTED_TARGET libbrotlienc)
 pkg_check_modules(BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)
+
+# Peers that only the benchmarks link, to compare with.
+if(ORVANE_BUILD_BENCH)
+  pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+endif()

@@ -8,6 +8,8 @@ packages=(
   build-essential cmake ninja-build pkg-config python3 clang libclang-rt-14-dev
   # tests, benchmarks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
+  # peers the benchmarks compare with (linked by bench/ only)
+  libplist-dev
   # a private session bus for the desktop appearance test
   dbus-daemon
   # library dependencies

@@ -27,6 +27,18 @@ enum Marker : std::uint8_t {
 };
 
 std::uint64_t readBE(const std::uint8_t* p, unsigned n) noexcept {
+  // The common widths first: references and offsets are read by the million.
+  switch (n) {
+    case 1:
+      return p[0];
+    case 2:
+      return std::uint64_t{p[0]} << 8 | p[1];
+    case 4:
+      return std::uint64_t{p[0]} << 24 | std::uint64_t{p[1]} << 16 | std::uint64_t{p[2]} << 8 |
+             p[3];
+    default:
+      break;
+  }
   std::uint64_t v = 0;
   for (unsigned i = 0; i < n; ++i) v = (v << 8) | p[i];
   return v;
@@ -163,6 +175,13 @@ void Writer::appendMarker(std::uint8_t type, std::uint64_t count) {
   const unsigned n = bytesFor(count);
   out_.push_back(static_cast<std::uint8_t>(kMarkerInt << 4 | log2Of(n)));
   appendBE(out_, count, n);
+}
+
+void Writer::reserve(std::size_t objects, std::size_t bytes, std::size_t refs) {
+  reserveMore(entries_, objects);
+  // Room for the collections, offset table and trailer that finish() adds.
+  reserveMore(out_, bytes + 4 * (objects + refs) + 64);
+  reserveMore(refs_, refs);
 }
 
 ObjectRef Writer::addLeaf(std::uint64_t position) {
@@ -319,6 +338,7 @@ std::optional<Reader> Reader::parse(ByteView bytes) {
   // keeps the work linear even when offsets point at shared bytes.
   const std::uint64_t budget = areaEnd - sizeof kHeader;
   std::uint64_t used = 0;
+  bool childrenFirst = true;
   const std::uint8_t* base = bytes.data();
   const std::uint8_t* table = base + tableOffset;
 
@@ -427,12 +447,23 @@ std::optional<Reader> Reader::parse(ByteView bytes) {
         const std::uint64_t perEntry = high == kMarkerDict ? 2 : 1;
         if (count > (areaEnd - p) / refSize / perEntry) return std::nullopt;
         const std::uint64_t refs = count * perEntry;
-        for (std::uint64_t k = 0; k < refs; ++k)
-          if (readBE(base + p + k * refSize, refSize) >= objectCount) return std::nullopt;
+        std::uint16_t height = 0;
+        for (std::uint64_t k = 0; k < refs; ++k) {
+          const std::uint64_t ref = readBE(base + p + k * refSize, refSize);
+          if (ref >= objectCount) return std::nullopt;
+          if (ref >= i)
+            childrenFirst = false;
+          else if (childrenFirst)
+            height = std::max(height, objects[ref].height);
+        }
         o = {p, count,
              high == kMarkerDict  ? Type::Dictionary
              : high == kMarkerSet ? Type::Set
                                   : Type::Array};
+        if (childrenFirst) {
+          o.height = static_cast<std::uint16_t>(height + 1);
+          if (o.height > Reader::kMaxDepth) return std::nullopt;
+        }
         p += refs * refSize;
         break;
       }
@@ -445,7 +476,9 @@ std::optional<Reader> Reader::parse(ByteView bytes) {
   }
 
   Reader reader(bytes, refSize, top, std::move(objects));
-  if (!reader.checkGraph()) return std::nullopt;
+  // When every collection refers only to objects before it (as our writer
+  // lays them out) there is no cycle and the heights are already known.
+  if (!childrenFirst && !reader.checkGraph()) return std::nullopt;
   return reader;
 }
 

@@ -11,6 +11,7 @@
 // (offset size, reference size, object count, top object, offset-table
 // position). Collections hold references: object numbers of a fixed size.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -22,6 +23,14 @@
 #include "orvane/Platform/Data.h"
 
 namespace orvane::bplist {
+
+/// Makes room for `extra` more elements, growing at least geometrically so
+/// that many small reservations stay linear.
+template <class Vector>
+void reserveMore(Vector& v, std::size_t extra) {
+  if (v.capacity() - v.size() >= extra) return;
+  v.reserve(std::max(v.size() + extra, 2 * v.capacity()));
+}
 
 /// Number of an object in a property list's object table.
 using ObjectRef = std::uint64_t;
@@ -47,6 +56,8 @@ class Writer {
   ObjectRef addDictionary(const ObjectRef* keys, const ObjectRef* values, std::size_t count);
 
   std::size_t objectCount() const { return entries_.size(); }
+  /// Makes room for about this many more objects, leaf bytes and references.
+  void reserve(std::size_t objects, std::size_t bytes, std::size_t refs);
 
   /// The finished property list with `top` as its top object. The writer is
   /// left empty.
@@ -144,6 +155,7 @@ class Reader {
     std::uint64_t a;      // value (integer, UID, real bits) or payload offset
     std::uint64_t count;  // items, entries, code units or bytes
     Type type;
+    std::uint16_t height = 0;  // collections on the longest way down, itself included
   };
 
   Reader(ByteView bytes, unsigned refSize, ObjectRef top, std::vector<Object> objects)

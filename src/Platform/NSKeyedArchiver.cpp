@@ -51,9 +51,19 @@ struct NSKeyedArchiver::Impl {
   std::vector<std::pair<const NSCoding*, std::uint64_t>> inProgress;
   // Class name -> the UID object that points at its class record.
   std::unordered_map<std::string, ObjectRef> classReferences;
-  // Collected references of dictionaries being encoded (used like a stack).
+  // Collected references and entries of dictionaries being encoded (both
+  // used like stacks).
   std::vector<ObjectRef> scratch;
+  struct Entry {
+    std::string_view key;
+    const NSCoding* value;
+  };
+  std::vector<Entry> entries;
   std::string keyScratch;
+  static constexpr ObjectRef kNoReference = ~ObjectRef{0};
+  std::string lastClassName;
+  ObjectRef lastClassReference = kNoReference;
+  ObjectRef classKey = kNoReference;
 
   std::uint64_t reserveUid() {
     objects.push_back(0);
@@ -95,7 +105,8 @@ struct NSKeyedArchiver::Impl {
   // Writes the pending entries from `first` on, plus $class, as the object
   // dictionary of `uid`.
   void closeObject(std::uint64_t uid, std::size_t first, ObjectRef classRef) {
-    pendingKeys.push_back(writer.addUniqueString(kClassKey));
+    if (classKey == kNoReference) classKey = writer.addUniqueString(kClassKey);
+    pendingKeys.push_back(classKey);
     pendingValues.push_back(classRef);
     objects[uid] = writer.addDictionary(&pendingKeys[first], &pendingValues[first],
                                         pendingKeys.size() - first);
@@ -110,24 +121,56 @@ struct NSKeyedArchiver::Impl {
     inProgress.emplace_back(&object, uid);
     const std::size_t first = pendingKeys.size();
     object.encodeWithCoder(owner);
-    const ObjectRef classRef =
-        classReference(object.archiveClassName(), [&] { return object.archiveClassHierarchy(); });
-    closeObject(uid, first, classRef);
+    // Runs of objects of one class are the common case: compare with the last.
+    std::string name = object.archiveClassName();
+    if (name != lastClassName || lastClassReference == kNoReference) {
+      lastClassReference = classReference(name, [&] { return object.archiveClassHierarchy(); });
+      lastClassName = std::move(name);
+    }
+    closeObject(uid, first, lastClassReference);
     inProgress.pop_back();
     return uid;
   }
 
   std::uint64_t encodeDictionary(const NSCodingDictionary& dictionary) {
     const std::uint64_t uid = reserveUid();
+    const std::size_t n = dictionary.size();
+    // Each entry makes about six objects: key text, key UID, value object,
+    // its two integers and its UID.
+    writer.reserve(6 * n, 64 * n, 8 * n);
+    bplist::reserveMore(objects, 2 * n);
+    // One walk over the tree that keeps where each key's bytes and each value
+    // are; then plain loops over that list, fetching what entry i + k points
+    // at ahead of time. The tree's nodes may lie anywhere in memory, so it is
+    // walked from both ends at once: two independent chains of loads.
+    const std::size_t firstEntry = entries.size();
+    entries.resize(firstEntry + n);
+    Entry* list = entries.data() + firstEntry;
+    auto forward = dictionary.begin();
+    auto backward = dictionary.end();
+    std::size_t low = 0;
+    std::size_t high = n;
+    while (high - low >= 2) {
+      --backward;
+      list[low++] = {forward->first, forward->second.get()};
+      list[--high] = {backward->first, backward->second.get()};
+      ++forward;
+    }
+    if (low < high) list[low] = {forward->first, forward->second.get()};
+    constexpr std::size_t kAhead = 16;
     const std::size_t first = scratch.size();
-    for (const auto& entry : dictionary)
-      scratch.push_back(writer.addUID(encodeString(entry.first)));
-    for (const auto& entry : dictionary) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (i + kAhead < n) __builtin_prefetch(entries[firstEntry + i + kAhead].key.data());
+      scratch.push_back(writer.addUID(encodeString(entries[firstEntry + i].key)));
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      if (i + kAhead < n) __builtin_prefetch(entries[firstEntry + i + kAhead].value);
+      const NSCoding* value = entries[firstEntry + i].value;
       // A null value stands for the platform's nil: the $null entry.
-      const std::uint64_t valueUid = entry.second ? encodeObject(*entry.second) : 0;
+      const std::uint64_t valueUid = value ? encodeObject(*value) : 0;
       scratch.push_back(writer.addUID(valueUid));
     }
-    const std::size_t n = dictionary.size();
+    entries.resize(firstEntry);
     const ObjectRef keysArray = writer.addArray(scratch.data() + first, n);
     const ObjectRef objectsArray = writer.addArray(scratch.data() + first + n, n);
     scratch.resize(first);
@@ -262,6 +305,8 @@ struct NSKeyedUnarchiver::Impl {
   std::vector<std::uint8_t> states;
   std::vector<std::shared_ptr<NSCoding>> decoded;
   std::unordered_map<std::uint64_t, ClassInfo> classes;  // by UID of the class record
+  const ClassInfo* lastClass = nullptr;                  // entries of the map stay where they are
+  std::uint64_t lastClassUid = 0;
   std::string keyScratch;
 
   bool spend(std::uint64_t amount) {
@@ -291,7 +336,9 @@ struct NSKeyedUnarchiver::Impl {
     const auto classValue = plist.lookup(object, kClassKey);
     if (!classValue || plist.type(*classValue) != bplist::Type::UID) return nullptr;
     const std::uint64_t uid = plist.uid(*classValue);
-    if (const auto it = classes.find(uid); it != classes.end()) return &it->second;
+    if (lastClass != nullptr && uid == lastClassUid) return lastClass;
+    lastClassUid = uid;
+    if (const auto it = classes.find(uid); it != classes.end()) return lastClass = &it->second;
     ClassInfo info;
     if (const auto record = referencedObject(*classValue)) {
       const auto nameValue = plist.lookup(*record, "$classname");
@@ -314,7 +361,7 @@ struct NSKeyedUnarchiver::Impl {
         info.factory = factoryFor(*name);
       }
     }
-    return &classes.emplace(uid, std::move(info)).first->second;
+    return lastClass = &classes.emplace(uid, std::move(info)).first->second;
   }
 
   // A text: a string object, or an NSString / NSMutableString object holding one.
