@@ -14,4 +14,6 @@ pkg_check_modules(BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)
 # Peers that only the benchmarks link, to compare with.
 if(ORVANE_BUILD_BENCH)
   pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+  # LMDB: a peer of the store benchmark.
+  pkg_check_modules(LMDB REQUIRED IMPORTED_TARGET lmdb)
 endif()

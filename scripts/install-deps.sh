@@ -9,7 +9,7 @@ packages=(
   # tests, benchmarks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # peers the benchmarks compare with (linked by bench/ only)
-  libplist-dev
+  libplist-dev liblmdb-dev
   # a private session bus for the desktop appearance test
   dbus-daemon
   # library dependencies
