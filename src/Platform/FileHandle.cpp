@@ -48,7 +48,14 @@ std::optional<Data> FileHandle::readAt(std::uint64_t offset, std::uint64_t lengt
   auto fileSize = size();
   if (!fileSize) return std::nullopt;
   const std::uint64_t available = *fileSize > offset ? *fileSize - offset : 0;
-  Data bytes(static_cast<std::size_t>(length < available ? length : available));
+  return readUpToAt(offset, length < available ? length : available);
+}
+
+std::optional<Data> FileHandle::readUpToAt(std::uint64_t offset, std::uint64_t length) const {
+  constexpr auto kMaxOffset = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+  if (offset > kMaxOffset) return Data();
+  if (length > kMaxOffset - offset) length = kMaxOffset - offset;
+  Data bytes(static_cast<std::size_t>(length));
   std::size_t done = 0;
   while (done < bytes.size()) {
     ssize_t n =
@@ -74,6 +81,12 @@ bool FileHandle::writeAt(std::uint64_t offset, ByteView bytes) const {
     done += static_cast<std::size_t>(n);
   }
   return true;
+}
+
+std::optional<std::uint64_t> FileHandle::seekToEndOfFile() const {
+  const off_t end = ::lseek(fd_, 0, SEEK_END);
+  if (end < 0) return std::nullopt;
+  return static_cast<std::uint64_t>(end);
 }
 
 std::optional<std::uint64_t> FileHandle::size() const {

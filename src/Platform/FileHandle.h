@@ -27,9 +27,16 @@ class FileHandle {
   /// Reads up to `length` bytes at `offset`; fewer at the end of the file.
   /// Nothing on a read error.
   std::optional<Data> readAt(std::uint64_t offset, std::uint64_t length) const;
+  /// Reads up to `length` bytes at `offset` into a buffer of that size, without
+  /// asking the file's size first; fewer at the end of the file. For lengths
+  /// the caller has already bounded. Nothing on a read error.
+  std::optional<Data> readUpToAt(std::uint64_t offset, std::uint64_t length) const;
   /// Writes all bytes at `offset`. False when not every byte was written
   /// (disk full, file-size limit, I/O error).
   bool writeAt(std::uint64_t offset, ByteView bytes) const;
+  /// Moves the file offset to the end and answers it (the file's size);
+  /// nothing on an error.
+  std::optional<std::uint64_t> seekToEndOfFile() const;
   /// The file's current size; nothing when it cannot be read.
   std::optional<std::uint64_t> size() const;
   /// Cuts or extends the file to `length` bytes.

@@ -127,6 +127,13 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
   return storage;
 }
 
+OVStorage::Index::iterator OVStorage::findEntry(std::string_view identifier) const {
+  // Looked up through a reused text, so that a lookup allocates nothing.
+  thread_local std::string key;
+  key.assign(identifier);
+  return _fragmentChunk.find(key);
+}
+
 bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
   return identifier == _identifier;
 }
@@ -136,7 +143,7 @@ bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
 std::optional<OVStorageChunk> OVStorage::storageChunkWithIdentifier(
     std::string_view identifier) const {
   return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
-    auto it = _fragmentChunk.find(identifier);
+    auto it = findEntry(identifier);
     if (it == _fragmentChunk.end()) return std::nullopt;
     return it->second;
   });
@@ -174,7 +181,7 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
   const auto length = static_cast<std::int64_t>(data.size());
   return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
     if (!_fragmentChunkFile) return std::nullopt;
-    auto it = _fragmentChunk.find(identifier);
+    auto it = findEntry(identifier);
     // An entry with a negative offset or length (from a damaged archive) has
     // no region that could be reused.
     if (it != _fragmentChunk.end() && it->second.offset() >= 0 && it->second.length() >= 0 &&
@@ -188,7 +195,7 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
       }
       return OVStorageChunk(offset, length);
     }
-    auto end = _fragmentChunkFile->size();
+    auto end = _fragmentChunkFile->seekToEndOfFile();
     if (!end) return std::nullopt;
     if (!_fragmentChunkFile->writeAt(*end, data)) {
       _fragmentChunkFile->truncate(*end);  // drop a partly written tail
@@ -201,7 +208,7 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
 void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
                                                   std::string_view identifier) {
   _accessStorageQueue.sync([&] {
-    auto it = _fragmentChunk.find(identifier);
+    auto it = findEntry(identifier);
     if (it != _fragmentChunk.end()) {
       it->second = chunk;
     } else {
@@ -212,7 +219,7 @@ void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
 
 void OVStorage::removeStorageChunkItemWithIdentifier(std::string_view identifier) {
   _accessStorageQueue.sync([&] {
-    auto it = _fragmentChunk.find(identifier);
+    auto it = findEntry(identifier);
     if (it != _fragmentChunk.end()) _fragmentChunk.erase(it);
   });
 }
@@ -265,8 +272,12 @@ std::optional<Data> OVStorage::dataWithIdentifier(std::string_view identifier) c
   }
   auto bytes = _accessStorageQueue.sync([&]() -> std::optional<Data> {
     if (!_fragmentChunkFile || chunk->offset() < 0 || chunk->length() < 0) return std::nullopt;
-    return _fragmentChunkFile->readAt(static_cast<std::uint64_t>(chunk->offset()),
-                                      static_cast<std::uint64_t>(chunk->length()));
+    const auto offset = static_cast<std::uint64_t>(chunk->offset());
+    const auto length = static_cast<std::uint64_t>(chunk->length());
+    // Lengths the store writes are bounded; a larger one (from a damaged
+    // archive) is read only as far as the file goes.
+    return length <= kFragmentItemLimit ? _fragmentChunkFile->readUpToAt(offset, length)
+                                        : _fragmentChunkFile->readAt(offset, length);
   });
   if (!bytes || bytes->size() != static_cast<std::uint64_t>(chunk->length())) {
     NSLog(kDamagedMessage);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -161,19 +160,18 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   OVStorage(Token, std::string destinationPath, std::string identifier);
 
  private:
-  struct IdentifierHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept {
-      return std::hash<std::string_view>{}(text);
-    }
-  };
-  using Index = std::unordered_map<std::string, OVStorageChunk, IdentifierHash, std::equal_to<>>;
+  // The standard string hash, whose codes the table keeps in its nodes, so a
+  // lookup compares the texts of matching codes only.
+  using Index = std::unordered_map<std::string, OVStorageChunk>;
+
+  // The entry of an identifier (on the queue).
+  Index::iterator findEntry(std::string_view identifier) const;
 
   bool ownsChunkFileName(std::string_view identifier) const noexcept;
 
   std::string _destinationPath;
   std::string _identifier;
-  Index _fragmentChunk;
+  mutable Index _fragmentChunk;
   mutable SerialQueue _accessStorageQueue;
   std::unique_ptr<FileHandle> _fragmentChunkFile;
 };
