@@ -9,9 +9,11 @@
 //                               table of N such blobs (WAL; NORMAL and FULL sync)
 //   BM_Restore_*/N              start-up: defaults read, unarchiving, both
 //
-// The per_item counter is the time divided by N (the number of items already
-// stored): the figure to hold against 300 ns per update (archive + defaults
-// write) and 500 ns per item at restore.
+// The per_item counter is the wall-clock time divided by N (the number of
+// items already stored): the figure to hold against 300 ns per update
+// (archive + defaults write) and 500 ns per item at restore. Wall-clock,
+// because the archive's fsync and the defaults' writes are time spent waiting
+// for the disk; the CPU column shows the computing part.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 #include <stdlib.h>
@@ -223,7 +225,7 @@ void BM_Restore_Manager(benchmark::State& state) {
   perItem(state);
 }
 
-#define SIZES ->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond)
+#define SIZES ->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond)->UseRealTime()
 BENCHMARK(BM_Update_StoreWrite) SIZES;
 BENCHMARK(BM_Update_Archive) SIZES;
 BENCHMARK(BM_Update_DefaultsWrite) SIZES;
