@@ -207,7 +207,7 @@ void pair(const std::string& name, std::size_t bytes, bool slow, std::function<v
   });
   b->Unit(benchmark::kMillisecond)->UseRealTime();
   if (slow && bytes > kMiB)
-    b->Iterations(2);
+    b->Iterations(1);
   else
     b->MinTime(bytes > kMiB ? 2.0 : 1.0);
 }

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <span>
 
 namespace orvane {
@@ -139,13 +140,17 @@ std::size_t lz4DecodedBound(std::size_t encoded) {
 
 std::size_t lz4RawEncode(Data& dst, std::size_t capacity, ByteView src) {
   if (src.size() > LZ4_MAX_INPUT_SIZE) return fail(dst);
+  // The block is made in one call that needs its whole output area at once.
+  // Uninitialised scratch memory spares clearing that area first, which costs
+  // as much as the encoding itself when the input does not compress (and the
+  // call fails); the encoded bytes are copied over.
   const int room = static_cast<int>(std::min<std::size_t>(capacity, INT_MAX));
-  dst.resize(static_cast<std::size_t>(room));
-  const int n =
-      LZ4_compress_default(reinterpret_cast<const char*>(src.data()),
-                           reinterpret_cast<char*>(dst.data()), static_cast<int>(src.size()), room);
+  const std::unique_ptr<char[]> scratch(new char[static_cast<std::size_t>(room)]);
+  const int n = LZ4_compress_default(reinterpret_cast<const char*>(src.data()), scratch.get(),
+                                     static_cast<int>(src.size()), room);
   if (n <= 0) return fail(dst);
-  dst.resize(static_cast<std::size_t>(n));
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(scratch.get());
+  dst.assign(bytes, bytes + n);
   return dst.size();
 }
 
@@ -380,10 +385,9 @@ std::size_t brotliDecode(Data& dst, std::size_t capacity, ByteView src) {
 
 }  // namespace
 
-std::size_t compressionEncodeBuffer(Data& dst, std::size_t capacity, ByteView src,
-                                    compression_algorithm algorithm) {
-  dst.clear();
-  if (src.empty() || capacity == 0) return 0;
+namespace {
+
+std::size_t encode(Data& dst, std::size_t capacity, ByteView src, compression_algorithm algorithm) {
   switch (algorithm) {
     case COMPRESSION_ZLIB:
       return deflateRaw(dst, capacity, src);
@@ -400,10 +404,7 @@ std::size_t compressionEncodeBuffer(Data& dst, std::size_t capacity, ByteView sr
   }
 }
 
-std::size_t compressionDecodeBuffer(Data& dst, std::size_t capacity, ByteView src,
-                                    compression_algorithm algorithm) {
-  dst.clear();
-  if (src.empty() || capacity == 0) return 0;
+std::size_t decode(Data& dst, std::size_t capacity, ByteView src, compression_algorithm algorithm) {
   switch (algorithm) {
     case COMPRESSION_ZLIB:
       return inflateRaw(dst, capacity, src);
@@ -417,6 +418,32 @@ std::size_t compressionDecodeBuffer(Data& dst, std::size_t capacity, ByteView sr
       return brotliDecode(dst, capacity, src);
     default:
       return 0;
+  }
+}
+
+}  // namespace
+
+// Out of memory is a failure like any other: the answer is 0, never an exception.
+
+std::size_t compressionEncodeBuffer(Data& dst, std::size_t capacity, ByteView src,
+                                    compression_algorithm algorithm) {
+  dst.clear();
+  if (src.empty() || capacity == 0) return 0;
+  try {
+    return encode(dst, capacity, src, algorithm);
+  } catch (const std::bad_alloc&) {
+    return fail(dst);
+  }
+}
+
+std::size_t compressionDecodeBuffer(Data& dst, std::size_t capacity, ByteView src,
+                                    compression_algorithm algorithm) {
+  dst.clear();
+  if (src.empty() || capacity == 0) return 0;
+  try {
+    return decode(dst, capacity, src, algorithm);
+  } catch (const std::bad_alloc&) {
+    return fail(dst);
   }
 }
 
