@@ -133,12 +133,7 @@ struct NSKeyedArchiver::Impl {
   }
 
   std::uint64_t encodeDictionary(const NSCodingDictionary& dictionary) {
-    const std::uint64_t uid = reserveUid();
     const std::size_t n = dictionary.size();
-    // Each entry makes about six objects: key text, key UID, value object,
-    // its two integers and its UID.
-    writer.reserve(6 * n, 64 * n, 8 * n);
-    bplist::reserveMore(objects, 2 * n);
     // One walk over the tree that keeps where each key's bytes and each value
     // are; then plain loops over that list, fetching what entry i + k points
     // at ahead of time. The tree's nodes may lie anywhere in memory, so it is
@@ -157,6 +152,25 @@ struct NSKeyedArchiver::Impl {
       ++forward;
     }
     if (low < high) list[low] = {forward->first, forward->second.get()};
+    return encodeListedDictionary(firstEntry);
+  }
+
+  std::uint64_t encodeDictionary(std::span<const NSCodingDictionaryEntry> list) {
+    const std::size_t firstEntry = entries.size();
+    entries.reserve(firstEntry + list.size());
+    for (const NSCodingDictionaryEntry& e : list) entries.push_back({e.key, e.value});
+    return encodeListedDictionary(firstEntry);
+  }
+
+  // Encodes the entries from `firstEntry` to the end of `entries` as one
+  // dictionary object, and drops them from the list.
+  std::uint64_t encodeListedDictionary(std::size_t firstEntry) {
+    const std::uint64_t uid = reserveUid();
+    const std::size_t n = entries.size() - firstEntry;
+    // Each entry makes about six objects: key text, key UID, value object,
+    // its two integers and its UID.
+    writer.reserve(6 * n, 64 * n, 8 * n);
+    bplist::reserveMore(objects, 2 * n);
     constexpr std::size_t kAhead = 16;
     const std::size_t first = scratch.size();
     for (std::size_t i = 0; i < n; ++i) {
@@ -234,6 +248,11 @@ void NSKeyedArchiver::encodeObjectForKey(const NSCoding& object, std::string_vie
 void NSKeyedArchiver::encodeDictionaryForKey(const NSCodingDictionary& dictionary,
                                              std::string_view key) {
   impl_->addPair(key, impl_->writer.addUID(impl_->encodeDictionary(dictionary)));
+}
+
+void NSKeyedArchiver::encodeDictionaryForKey(std::span<const NSCodingDictionaryEntry> entries,
+                                             std::string_view key) {
+  impl_->addPair(key, impl_->writer.addUID(impl_->encodeDictionary(entries)));
 }
 
 // ---------------------------------------------------------- NSKeyedUnarchiver

@@ -90,15 +90,21 @@ void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
   coder.encodeStringForKey(_destinationPath, "destinationPath");
   coder.encodeStringForKey(_identifier, "identifier");
   // The index is copied on the queue, so that archiving never reads it while
-  // another thread changes it.
-  const NSCodingDictionary index = _accessStorageQueue.sync([&] {
-    NSCodingDictionary copy;
-    for (const auto& [identifier, chunk] : _fragmentChunk) {
-      copy.emplace(identifier, std::make_shared<const OVStorageChunk>(chunk));
-    }
+  // another thread changes it. The copy is a flat list handed to the archiver
+  // as it stands: this runs after every update through the manager, and a
+  // sorted tree of shared chunks would cost more than the archiving itself.
+  // One walk over the hash table's nodes: they lie anywhere in memory, and
+  // the vector's range constructor would walk them twice (count, then copy).
+  const std::vector<std::pair<std::string, OVStorageChunk>> index = _accessStorageQueue.sync([&] {
+    std::vector<std::pair<std::string, OVStorageChunk>> copy;
+    copy.reserve(_fragmentChunk.size());
+    for (const auto& [identifier, chunk] : _fragmentChunk) copy.emplace_back(identifier, chunk);
     return copy;
   });
-  coder.encodeDictionaryForKey(index, "_fragmentChunk");
+  std::vector<NSCodingDictionaryEntry> entries;
+  entries.reserve(index.size());
+  for (const auto& [identifier, chunk] : index) entries.push_back({identifier, &chunk});
+  coder.encodeDictionaryForKey(entries, "_fragmentChunk");
   if (_fragmentChunkFile) _fragmentChunkFile->synchronize();
 }
 

@@ -358,5 +358,38 @@ TEST_F(NSKeyedArchiverTest, ConcurrencyRegistrationAndDecodingFromManyThreads) {
   EXPECT_EQ(failures, 0);
 }
 
+// A dictionary handed over as a flat list is written exactly as the same
+// dictionary handed over as a tree, nil values included.
+TEST_F(NSKeyedArchiverTest, DictionaryGivenAsAListIsWrittenLikeTheTree) {
+  struct Holder : NSCoding {
+    NSCodingDictionary dictionary;
+    bool asList = false;
+    std::string archiveClassName() const override { return "Holder"; }
+    void encodeWithCoder(NSKeyedArchiver& coder) const override {
+      coder.encodeInt64ForKey(7, "before");
+      if (asList) {
+        std::vector<NSCodingDictionaryEntry> entries;
+        for (const auto& [key, value] : dictionary) entries.push_back({key, value.get()});
+        coder.encodeDictionaryForKey(entries, "d");
+      } else {
+        coder.encodeDictionaryForKey(dictionary, "d");
+      }
+      coder.encodeStringForKey("after", "s");
+    }
+  };
+  Holder holder;
+  for (int i = 0; i < 300; ++i)
+    holder.dictionary["k" + std::to_string(i)] = std::make_shared<TestPoint>(i, -i);
+  holder.dictionary["nil"] = nullptr;
+  holder.dictionary["$dollar"] = std::make_shared<TestPoint>(1, 2);
+  const Data fromTree = NSKeyedArchiver::archivedDataWithRootObject(holder);
+  holder.asList = true;
+  EXPECT_EQ(NSKeyedArchiver::archivedDataWithRootObject(holder), fromTree);
+  holder.dictionary.clear();
+  const Data emptyFromList = NSKeyedArchiver::archivedDataWithRootObject(holder);
+  holder.asList = false;
+  EXPECT_EQ(NSKeyedArchiver::archivedDataWithRootObject(holder), emptyFromList);
+}
+
 }  // namespace
 }  // namespace orvane

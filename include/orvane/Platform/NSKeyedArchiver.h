@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,6 +39,14 @@ class ORVANE_EXPORT NSCoding {
 /// NSMutableDictionary (NS.keys / NS.objects).
 using NSCodingDictionary = std::map<std::string, std::shared_ptr<const NSCoding>>;
 
+/// One entry of a dictionary handed to the archiver as a flat list: a text key
+/// and the object under it (null for the platform's nil). Both must outlive
+/// the encoding call.
+struct NSCodingDictionaryEntry {
+  std::string_view key;
+  const NSCoding* value;
+};
+
 /// Writes a keyed archive: a binary property list in the platform's keyed
 /// archive layout ($archiver "NSKeyedArchiver", $version 100000, $top with the
 /// root, $objects starting with "$null"), which any property-list tool reads.
@@ -60,6 +69,10 @@ class ORVANE_EXPORT NSKeyedArchiver {
   void encodeDataForKey(ByteView value, std::string_view key);
   void encodeObjectForKey(const NSCoding& object, std::string_view key);
   void encodeDictionaryForKey(const NSCodingDictionary& dictionary, std::string_view key);
+  /// The same for a dictionary given as a list of distinct keys, in any order:
+  /// no tree and no shared objects to build, for large indexes archived often.
+  void encodeDictionaryForKey(std::span<const NSCodingDictionaryEntry> entries,
+                              std::string_view key);
 
  private:
   struct Impl;
