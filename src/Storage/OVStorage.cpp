@@ -6,6 +6,7 @@
 #include "Platform/FileHandle.h"
 #include "Platform/FileSystem.h"
 #include "Platform/NSUUID.h"
+#include "Storage/ChunkIndex.h"
 #include "Storage/StorageCoding.h"
 #include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
@@ -42,7 +43,9 @@ std::string OVStorage::defaultDestinationPath() {
 }
 
 OVStorage::OVStorage(Token, std::string destinationPath, std::string identifier)
-    : _destinationPath(std::move(destinationPath)), _identifier(std::move(identifier)) {}
+    : _destinationPath(std::move(destinationPath)),
+      _identifier(std::move(identifier)),
+      _fragmentChunk(std::make_unique<ChunkIndex>()) {}
 
 OVStorage::~OVStorage() = default;
 
@@ -89,22 +92,17 @@ std::string OVStorage::archiveClassName() const { return "OVStorage"; }
 void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
   coder.encodeStringForKey(_destinationPath, "destinationPath");
   coder.encodeStringForKey(_identifier, "identifier");
-  // The index is copied on the queue, so that archiving never reads it while
-  // another thread changes it. The copy is a flat list handed to the archiver
-  // as it stands: this runs after every update through the manager, and a
-  // sorted tree of shared chunks would cost more than the archiving itself.
-  // One walk over the hash table's nodes: they lie anywhere in memory, and
-  // the vector's range constructor would walk them twice (count, then copy).
-  const std::vector<std::pair<std::string, OVStorageChunk>> index = _accessStorageQueue.sync([&] {
-    std::vector<std::pair<std::string, OVStorageChunk>> copy;
-    copy.reserve(_fragmentChunk.size());
-    for (const auto& [identifier, chunk] : _fragmentChunk) copy.emplace_back(identifier, chunk);
-    return copy;
+  // The index is written while the queue is held, so that no other thread
+  // changes it meanwhile; its entries go to the archiver as a flat list,
+  // without a copy (this runs after every update through the manager).
+  _accessStorageQueue.sync([&] {
+    std::vector<NSCodingDictionaryEntry> entries;
+    entries.reserve(_fragmentChunk->size());
+    _fragmentChunk->forEach([&](const ChunkIndex::Entry& entry) {
+      entries.push_back({entry.identifier(), &entry.chunk});
+    });
+    coder.encodeDictionaryForKey(entries, "_fragmentChunk");
   });
-  std::vector<NSCodingDictionaryEntry> entries;
-  entries.reserve(index.size());
-  for (const auto& [identifier, chunk] : index) entries.push_back({identifier, &chunk});
-  coder.encodeDictionaryForKey(entries, "_fragmentChunk");
   if (_fragmentChunkFile) _fragmentChunkFile->synchronize();
 }
 
@@ -120,10 +118,10 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
   auto storage =
       std::make_shared<OVStorage>(Token{}, std::move(*destination), std::move(*identifier));
   if (auto entries = coder.decodeDictionaryForKey("_fragmentChunk")) {
-    storage->_fragmentChunk.reserve(entries->size());
+    storage->_fragmentChunk->reserve(entries->size());
     for (auto& [itemIdentifier, object] : *entries) {
       if (auto chunk = std::dynamic_pointer_cast<OVStorageChunk>(object)) {
-        storage->_fragmentChunk.emplace(itemIdentifier, *chunk);
+        storage->_fragmentChunk->set(itemIdentifier, *chunk);
       }
     }
   }
@@ -131,13 +129,6 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
     storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
   }
   return storage;
-}
-
-OVStorage::Index::iterator OVStorage::findEntry(std::string_view identifier) const {
-  // Looked up through a reused text, so that a lookup allocates nothing.
-  thread_local std::string key;
-  key.assign(identifier);
-  return _fragmentChunk.find(key);
 }
 
 bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
@@ -149,9 +140,9 @@ bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
 std::optional<OVStorageChunk> OVStorage::storageChunkWithIdentifier(
     std::string_view identifier) const {
   return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
-    auto it = findEntry(identifier);
-    if (it == _fragmentChunk.end()) return std::nullopt;
-    return it->second;
+    const OVStorageChunk* chunk = _fragmentChunk->find(identifier);
+    if (!chunk) return std::nullopt;
+    return *chunk;
   });
 }
 
@@ -187,16 +178,16 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
   const auto length = static_cast<std::int64_t>(data.size());
   return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
     if (!_fragmentChunkFile) return std::nullopt;
-    auto it = findEntry(identifier);
+    const OVStorageChunk* existing = _fragmentChunk->find(identifier);
     // An entry with a negative offset or length (from a damaged archive) has
     // no region that could be reused.
-    if (it != _fragmentChunk.end() && it->second.offset() >= 0 && it->second.length() >= 0 &&
-        static_cast<std::uint64_t>(it->second.length()) >= data.size()) {
-      const std::int64_t offset = it->second.offset();
+    if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
+        static_cast<std::uint64_t>(existing->length()) >= data.size()) {
+      const std::int64_t offset = existing->offset();
       if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
         // The old bytes may be partly overwritten: the entry no longer
         // describes an intact item.
-        _fragmentChunk.erase(it);
+        _fragmentChunk->erase(identifier);
         return std::nullopt;
       }
       return OVStorageChunk(offset, length);
@@ -213,21 +204,11 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
 
 void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
                                                   std::string_view identifier) {
-  _accessStorageQueue.sync([&] {
-    auto it = findEntry(identifier);
-    if (it != _fragmentChunk.end()) {
-      it->second = chunk;
-    } else {
-      _fragmentChunk.emplace(std::string(identifier), chunk);
-    }
-  });
+  _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, chunk); });
 }
 
 void OVStorage::removeStorageChunkItemWithIdentifier(std::string_view identifier) {
-  _accessStorageQueue.sync([&] {
-    auto it = findEntry(identifier);
-    if (it != _fragmentChunk.end()) _fragmentChunk.erase(it);
-  });
+  _accessStorageQueue.sync([&] { _fragmentChunk->erase(identifier); });
 }
 
 void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier) {
@@ -295,18 +276,19 @@ std::optional<Data> OVStorage::dataWithIdentifier(std::string_view identifier) c
 std::vector<std::string> OVStorage::allStorageItemIdentifiers() const {
   return _accessStorageQueue.sync([&] {
     std::vector<std::string> identifiers;
-    identifiers.reserve(_fragmentChunk.size());
-    for (const auto& entry : _fragmentChunk) identifiers.push_back(entry.first);
+    identifiers.reserve(_fragmentChunk->size());
+    _fragmentChunk->forEach(
+        [&](const ChunkIndex::Entry& entry) { identifiers.emplace_back(entry.identifier()); });
     return identifiers;
   });
 }
 
 void OVStorage::cleanStorage() {
   _accessStorageQueue.sync([&] {
-    for (const auto& [identifier, chunk] : _fragmentChunk) {
-      if (chunk.nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
-    }
-    _fragmentChunk.clear();
+    _fragmentChunk->forEach([&](const ChunkIndex::Entry& entry) {
+      if (entry.chunk.nullChunk()) removeStorageChunkFileWithIdentifier(entry.identifier());
+    });
+    _fragmentChunk->clear();
     if (_fragmentChunkFile) _fragmentChunkFile->truncate(0);
   });
 }

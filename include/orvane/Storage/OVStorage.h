@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "orvane/Export.h"
@@ -17,6 +16,7 @@
 
 namespace orvane {
 
+class ChunkIndex;
 class FileHandle;
 
 /// A file-backed store of byte buffers, each found by a text identifier.
@@ -97,8 +97,8 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   SerialQueue& accessStorageQueue() const noexcept { return _accessStorageQueue; }
 
   std::string archiveClassName() const override;
-  /// Writes the three values, reading the index on the store's queue, then
-  /// synchronises the chunk file to disk.
+  /// Writes the three values, the index while holding the store's queue,
+  /// then synchronises the chunk file to disk.
   void encodeWithCoder(NSKeyedArchiver& coder) const override;
 
   // Items.
@@ -160,18 +160,11 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   OVStorage(Token, std::string destinationPath, std::string identifier);
 
  private:
-  // The standard string hash, whose codes the table keeps in its nodes, so a
-  // lookup compares the texts of matching codes only.
-  using Index = std::unordered_map<std::string, OVStorageChunk>;
-
-  // The entry of an identifier (on the queue).
-  Index::iterator findEntry(std::string_view identifier) const;
-
   bool ownsChunkFileName(std::string_view identifier) const noexcept;
 
   std::string _destinationPath;
   std::string _identifier;
-  mutable Index _fragmentChunk;
+  std::unique_ptr<ChunkIndex> _fragmentChunk;  // item identifier -> chunk
   mutable SerialQueue _accessStorageQueue;
   std::unique_ptr<FileHandle> _fragmentChunkFile;
 };

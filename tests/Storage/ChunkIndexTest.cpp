@@ -1,0 +1,78 @@
+#include "Storage/ChunkIndex.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <unordered_map>
+
+namespace orvane {
+namespace {
+
+// The index against std::unordered_map under a long random mix of sets,
+// replacements and removals over a small key space, so that probe runs
+// collide, wrap around and are shifted back on removal.
+TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
+  ChunkIndex index;
+  std::unordered_map<std::string, std::int64_t> model;
+  std::mt19937 rng(7);
+  auto keyOf = [](unsigned n) {
+    // Short, inline-length and long identifiers.
+    switch (n % 3) {
+      case 0:
+        return std::to_string(n);
+      case 1:
+        return std::string(32, 'A') + std::to_string(n);
+      default:
+        return std::string(70, 'x') + std::to_string(n);
+    }
+  };
+  for (int step = 0; step < 20000; ++step) {
+    const std::string key = keyOf(rng() % 300);
+    if (rng() % 3 == 0) {
+      EXPECT_EQ(index.erase(key), model.erase(key) == 1);
+    } else {
+      const std::int64_t value = step;
+      index.set(key, OVStorageChunk(value, value + 1));
+      model[key] = value;
+    }
+    if (step % 997 == 0 || step == 19999) {
+      ASSERT_EQ(index.size(), model.size());
+      std::size_t seen = 0;
+      index.forEach([&](const ChunkIndex::Entry& entry) {
+        ++seen;
+        auto it = model.find(std::string(entry.identifier()));
+        ASSERT_NE(it, model.end());
+        EXPECT_EQ(entry.chunk, OVStorageChunk(it->second, it->second + 1));
+      });
+      EXPECT_EQ(seen, model.size());
+      for (unsigned n = 0; n < 300; ++n) {
+        const auto k = keyOf(n);
+        const OVStorageChunk* chunk = index.find(k);
+        ASSERT_EQ(chunk != nullptr, model.count(k) == 1) << k;
+      }
+    }
+  }
+  index.clear();
+  EXPECT_EQ(index.size(), 0u);
+  EXPECT_EQ(index.find("1"), nullptr);
+  EXPECT_FALSE(index.erase("1"));
+}
+
+TEST(ChunkIndexTest, IdentifiersAreKeptExactly) {
+  ChunkIndex index;
+  const std::string names[] = {"", std::string("a\0b", 3), std::string(36, 'y'),
+                               std::string(37, 'y'), "\xff"};
+  for (std::size_t i = 0; i < std::size(names); ++i) {
+    index.set(names[i], OVStorageChunk(std::int64_t(i), 1));
+  }
+  for (std::size_t i = 0; i < std::size(names); ++i) {
+    ASSERT_NE(index.find(names[i]), nullptr) << i;
+    EXPECT_EQ(index.find(names[i])->offset(), std::int64_t(i));
+  }
+  EXPECT_EQ(index.find(std::string(35, 'y')), nullptr);
+  EXPECT_EQ(index.find("a"), nullptr);
+}
+
+}  // namespace
+}  // namespace orvane
