@@ -50,7 +50,9 @@ struct NSCodingDictionaryEntry {
 /// Writes a keyed archive: a binary property list in the platform's keyed
 /// archive layout ($archiver "NSKeyedArchiver", $version 100000, $top with the
 /// root, $objects starting with "$null"), which any property-list tool reads.
-/// Encoding is linear in the number of objects.
+/// Encoding is linear in the number of objects. An object that encodes an
+/// object still being encoded (itself, say) gets a reference to its entry, as
+/// the platform writes a cycle; the unarchiver does not follow such references.
 class ORVANE_EXPORT NSKeyedArchiver {
  public:
   NSKeyedArchiver();
@@ -82,7 +84,9 @@ class ORVANE_EXPORT NSKeyedArchiver {
 /// Reads a keyed archive written by NSKeyedArchiver or by the platform's own
 /// archiver. Every offset, reference, count and length is checked against the
 /// bytes; malformed input gives no object, never a crash, a hang or an
-/// unbounded allocation.
+/// unbounded allocation. One entry of $objects decodes to one object however
+/// often it is referred to; a reference back to an object still being decoded
+/// gives no object, and so do objects nested more than 64 deep.
 class ORVANE_EXPORT NSKeyedUnarchiver {
  public:
   /// Makes an object of a registered class from the unarchiver positioned on
