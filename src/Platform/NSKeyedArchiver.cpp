@@ -456,17 +456,29 @@ struct NSKeyedUnarchiver::Impl {
 
   std::optional<std::map<std::string, std::shared_ptr<NSCoding>>> decodeDictionary(
       ObjectRef value, NSKeyedUnarchiver& coder) {
+    std::map<std::string, std::shared_ptr<NSCoding>> result;
+    // Archives usually list keys in order; the hint makes each insertion
+    // constant time then.
+    const bool found = decodeDictionaryEntries(
+        value, coder, [&](std::string&& key, std::shared_ptr<NSCoding>&& entry) {
+          result.emplace_hint(result.end(), std::move(key), std::move(entry));
+        });
+    if (!found) return std::nullopt;
+    return result;
+  }
+
+  template <class Visit>
+  bool decodeDictionaryEntries(ObjectRef value, NSKeyedUnarchiver& coder, Visit&& visit) {
     const auto object = referencedObject(value);
-    if (!object || depth >= kMaxDepth) return std::nullopt;
+    if (!object || depth >= kMaxDepth) return false;
     const ClassInfo* info = classOf(*object);
-    if (!info || info->kind != ClassKind::Dictionary) return std::nullopt;
+    if (!info || info->kind != ClassKind::Dictionary) return false;
     const auto keys = plist.lookup(*object, "NS.keys");
     const auto values = plist.lookup(*object, "NS.objects");
     if (!keys || !values || plist.type(*keys) != bplist::Type::Array ||
         plist.type(*values) != bplist::Type::Array || plist.count(*keys) != plist.count(*values))
-      return std::nullopt;
-    return nested(*object, [&] {
-      std::map<std::string, std::shared_ptr<NSCoding>> result;
+      return false;
+    nested(*object, [&] {
       const std::uint64_t n = plist.count(*keys);
       for (std::uint64_t i = 0; i < n; ++i) {
         const auto keyObject = referencedObject(plist.item(*keys, i));
@@ -475,11 +487,10 @@ struct NSKeyedUnarchiver::Impl {
         if (!text) continue;
         auto entry = decodeObject(plist.item(*values, i), coder);
         if (!entry) continue;
-        // Archives list keys in order; the hint makes each insertion constant time then.
-        result.emplace_hint(result.end(), std::move(*text), std::move(entry));
+        visit(std::move(*text), std::move(entry));
       }
-      return result;
     });
+    return true;
   }
 };
 
@@ -542,6 +553,14 @@ NSKeyedUnarchiver::decodeDictionaryForKey(std::string_view key) {
   const auto value = impl_->valueForKey(key);
   if (!value) return std::nullopt;
   return impl_->decodeDictionary(*value, *this);
+}
+
+bool NSKeyedUnarchiver::decodeDictionaryEntriesForKey(
+    std::string_view key,
+    const std::function<void(std::string&& key, std::shared_ptr<NSCoding>&& value)>& visit) {
+  const auto value = impl_->valueForKey(key);
+  if (!value) return false;
+  return impl_->decodeDictionaryEntries(*value, *this, visit);
 }
 
 }  // namespace orvane

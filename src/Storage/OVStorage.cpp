@@ -117,14 +117,14 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
   if (!fs::exists(chunkPath)) return nullptr;
   auto storage =
       std::make_shared<OVStorage>(Token{}, std::move(*destination), std::move(*identifier));
-  if (auto entries = coder.decodeDictionaryForKey("_fragmentChunk")) {
-    storage->_fragmentChunk->reserve(entries->size());
-    for (auto& [itemIdentifier, object] : *entries) {
-      if (auto chunk = std::dynamic_pointer_cast<OVStorageChunk>(object)) {
-        storage->_fragmentChunk->set(itemIdentifier, *chunk);
-      }
-    }
-  }
+  // Straight into the index: the archive's keys come in no particular order,
+  // and a sorted dictionary in between would cost more than the decoding.
+  coder.decodeDictionaryEntriesForKey(
+      "_fragmentChunk", [&](std::string&& itemIdentifier, std::shared_ptr<NSCoding>&& object) {
+        if (const auto* chunk = dynamic_cast<const OVStorageChunk*>(object.get())) {
+          storage->_fragmentChunk->set(itemIdentifier, *chunk);
+        }
+      });
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
     storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
   }

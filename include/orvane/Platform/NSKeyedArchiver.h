@@ -130,6 +130,12 @@ class ORVANE_EXPORT NSKeyedUnarchiver {
   /// not a dictionary. Entries whose value cannot be decoded are left out.
   std::optional<std::map<std::string, std::shared_ptr<NSCoding>>> decodeDictionaryForKey(
       std::string_view key);
+  /// Hands each entry of the dictionary under the key to `visit`, in the
+  /// archive's order, without building a dictionary; entries whose value
+  /// cannot be decoded are skipped. False when there is no dictionary there.
+  bool decodeDictionaryEntriesForKey(
+      std::string_view key,
+      const std::function<void(std::string&& key, std::shared_ptr<NSCoding>&& value)>& visit);
 
   ~NSKeyedUnarchiver();
   NSKeyedUnarchiver(const NSKeyedUnarchiver&) = delete;
