@@ -1,5 +1,6 @@
 #include "Storage/ChunkIndex.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <functional>
@@ -7,42 +8,36 @@
 
 namespace orvane {
 
-ChunkIndex::Entry::Entry(std::string_view identifier, const OVStorageChunk& chunk)
-    : chunk(chunk), length_(static_cast<std::uint32_t>(identifier.size())) {
-  if (identifier.size() <= kInline) {
-    std::memcpy(inline_, identifier.data(), identifier.size());
-  } else {
-    length_ = kInline + 1;  // marks a long identifier, kept in long_
-    long_.assign(identifier);
-  }
-}
-
 std::uint64_t ChunkIndex::hashOf(std::string_view identifier) noexcept {
   return std::hash<std::string_view>{}(identifier);
 }
 
 std::size_t ChunkIndex::probe(std::string_view identifier, std::uint64_t hash) const noexcept {
   const std::size_t mask = slots_.size() - 1;
+  const auto shortHash = static_cast<std::uint32_t>(hash >> 32);
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     const Slot& slot = slots_[i];
-    if (!slot.entry) return i;
-    if (slot.hash == hash && slot.entry->identifier() == identifier) return i;
+    if (!slot.used()) return i;
+    if (slot.hash == shortHash && slot.identifier() == identifier) return i;
   }
 }
 
-OVStorageChunk* ChunkIndex::find(std::string_view identifier) noexcept {
-  if (size_ == 0) return nullptr;
-  Slot& slot = slots_[probe(identifier, hashOf(identifier))];
-  return slot.entry ? &slot.entry->chunk : nullptr;
+std::optional<OVStorageChunk> ChunkIndex::find(std::string_view identifier) const noexcept {
+  if (size_ == 0) return std::nullopt;
+  const Slot& slot = slots_[probe(identifier, hashOf(identifier))];
+  if (!slot.used()) return std::nullopt;
+  return OVStorageChunk(slot.offset, slot.length);
 }
 
 void ChunkIndex::grow(std::size_t slotCount) {
   std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slotCount));
   const std::size_t mask = slotCount - 1;
   for (auto& slot : old) {
-    if (!slot.entry) continue;
-    std::size_t i = slot.hash & mask;
-    while (slots_[i].entry) i = (i + 1) & mask;
+    if (!slot.used()) continue;
+    // The home slot comes from the low bits of the full hash, which is not
+    // kept; compute it again.
+    std::size_t i = hashOf(slot.identifier()) & mask;
+    while (slots_[i].used()) i = (i + 1) & mask;
     slots_[i] = std::move(slot);
   }
 }
@@ -57,36 +52,42 @@ void ChunkIndex::set(std::string_view identifier, const OVStorageChunk& chunk) {
   reserve(size_ + 1);
   const std::uint64_t hash = hashOf(identifier);
   Slot& slot = slots_[probe(identifier, hash)];
-  if (slot.entry) {
-    slot.entry->chunk = chunk;
-    return;
+  if (!slot.used()) {
+    slot.hash = static_cast<std::uint32_t>(hash >> 32);
+    slot.size = static_cast<std::uint32_t>(identifier.size());
+    char* text = slot.inlineText;
+    if (identifier.size() > Slot::kInline) {
+      slot.longText = std::make_unique_for_overwrite<char[]>(identifier.size());
+      text = slot.longText.get();
+    }
+    if (!identifier.empty()) std::memcpy(text, identifier.data(), identifier.size());
+    ++size_;
   }
-  slot.hash = hash;
-  slot.entry = std::make_unique<Entry>(identifier, chunk);
-  ++size_;
+  slot.offset = chunk.offset();
+  slot.length = chunk.length();
 }
 
 bool ChunkIndex::erase(std::string_view identifier) noexcept {
   if (size_ == 0) return false;
   const std::size_t mask = slots_.size() - 1;
   std::size_t hole = probe(identifier, hashOf(identifier));
-  if (!slots_[hole].entry) return false;
-  slots_[hole].entry.reset();
+  if (!slots_[hole].used()) return false;
   --size_;
-  // Backward shift: move later entries of the run into the hole when their
-  // home slot does not lie between the hole and where they are.
-  for (std::size_t j = (hole + 1) & mask; slots_[j].entry; j = (j + 1) & mask) {
-    const std::size_t home = slots_[j].hash & mask;
+  // Backward shift: move later slots of the run into the hole when their home
+  // slot does not lie between the hole and where they are.
+  for (std::size_t j = (hole + 1) & mask; slots_[j].used(); j = (j + 1) & mask) {
+    const std::size_t home = hashOf(slots_[j].identifier()) & mask;
     const bool staysPut = hole <= j ? (hole < home && home <= j) : (hole < home || home <= j);
     if (staysPut) continue;
     slots_[hole] = std::move(slots_[j]);
     hole = j;
   }
+  slots_[hole] = Slot();
   return true;
 }
 
 void ChunkIndex::clear() noexcept {
-  for (auto& slot : slots_) slot.entry.reset();
+  for (auto& slot : slots_) slot = Slot();
   size_ = 0;
 }
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -12,37 +12,18 @@ namespace orvane {
 
 /// The store's index: item identifier -> OVStorageChunk, as an open-addressing
 /// hash table (linear probing, at most half full, deletion by backward shift).
-/// A lookup touches one slot and one entry; an entry keeps its chunk and, for
-/// identifiers of up to 36 bytes (digest and UUID texts), its identifier in one
-/// cache line. Entries never move while they are in the index, so their chunks
-/// can be handed to an archiver by address. Not thread-safe: the store guards
-/// it with its queue.
+/// Each slot is one 64-byte cache line holding the chunk, the identifier's
+/// hash and, for identifiers of up to 32 bytes (digest texts), the identifier
+/// itself; so a lookup costs one cache line. Longer identifiers are kept in a
+/// buffer of their own. Not thread-safe: the store guards it with its queue.
 class ChunkIndex {
  public:
-  class Entry {
-   public:
-    Entry(std::string_view identifier, const OVStorageChunk& chunk);
-    std::string_view identifier() const noexcept {
-      return length_ <= kInline ? std::string_view(inline_, length_) : std::string_view(long_);
-    }
-    OVStorageChunk chunk;
-
-   private:
-    static constexpr std::uint32_t kInline = 36;
-    std::uint32_t length_;
-    char inline_[kInline];
-    std::string long_;
-  };
-
   ChunkIndex() = default;
   ChunkIndex(const ChunkIndex&) = delete;
   ChunkIndex& operator=(const ChunkIndex&) = delete;
 
-  /// The chunk of an identifier, or null.
-  OVStorageChunk* find(std::string_view identifier) noexcept;
-  const OVStorageChunk* find(std::string_view identifier) const noexcept {
-    return const_cast<ChunkIndex*>(this)->find(identifier);
-  }
+  /// The chunk of an identifier, or nothing.
+  std::optional<OVStorageChunk> find(std::string_view identifier) const noexcept;
   /// Sets or replaces the chunk of an identifier.
   void set(std::string_view identifier, const OVStorageChunk& chunk);
   /// Removes the identifier; false when it was not there.
@@ -51,19 +32,31 @@ class ChunkIndex {
   void reserve(std::size_t count);
   std::size_t size() const noexcept { return size_; }
 
-  /// Calls fn(const Entry&) for every entry, in no particular order.
+  /// Calls fn(identifier, chunk) for every entry, in no particular order.
   template <class Fn>
   void forEach(Fn&& fn) const {
     for (const auto& slot : slots_) {
-      if (slot.entry) fn(*slot.entry);
+      if (slot.used()) fn(slot.identifier(), OVStorageChunk(slot.offset, slot.length));
     }
   }
 
  private:
-  struct Slot {
-    std::uint64_t hash = 0;
-    std::unique_ptr<Entry> entry;  // null: the slot is free
+  struct alignas(64) Slot {
+    static constexpr std::uint32_t kInline = 32;
+    static constexpr std::uint32_t kFree = 0xFFFFFFFF;
+    std::int64_t offset = 0;
+    std::int64_t length = 0;
+    std::uint32_t hash = 0;            // the high half of the identifier's hash
+    std::uint32_t size = kFree;        // of the identifier; kFree for a free slot
+    std::unique_ptr<char[]> longText;  // identifiers longer than kInline
+    char inlineText[kInline];
+
+    bool used() const noexcept { return size != kFree; }
+    std::string_view identifier() const noexcept {
+      return {size <= kInline ? inlineText : longText.get(), size};
+    }
   };
+  static_assert(sizeof(Slot) == 64, "one cache line per slot");
 
   static std::uint64_t hashOf(std::string_view identifier) noexcept;
   // The slot holding the identifier, or the free slot where it would go.

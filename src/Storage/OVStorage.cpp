@@ -93,13 +93,16 @@ void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
   coder.encodeStringForKey(_destinationPath, "destinationPath");
   coder.encodeStringForKey(_identifier, "identifier");
   // The index is written while the queue is held, so that no other thread
-  // changes it meanwhile; its entries go to the archiver as a flat list,
-  // without a copy (this runs after every update through the manager).
+  // changes it meanwhile; it goes to the archiver as a flat list (this runs
+  // after every update through the manager).
   _accessStorageQueue.sync([&] {
+    std::vector<OVStorageChunk> chunks;
     std::vector<NSCodingDictionaryEntry> entries;
+    chunks.reserve(_fragmentChunk->size());
     entries.reserve(_fragmentChunk->size());
-    _fragmentChunk->forEach([&](const ChunkIndex::Entry& entry) {
-      entries.push_back({entry.identifier(), &entry.chunk});
+    _fragmentChunk->forEach([&](std::string_view identifier, const OVStorageChunk& chunk) {
+      chunks.push_back(chunk);  // no reallocation: reserved above
+      entries.push_back({identifier, &chunks.back()});
     });
     coder.encodeDictionaryForKey(entries, "_fragmentChunk");
   });
@@ -139,11 +142,8 @@ bool OVStorage::ownsChunkFileName(std::string_view identifier) const noexcept {
 
 std::optional<OVStorageChunk> OVStorage::storageChunkWithIdentifier(
     std::string_view identifier) const {
-  return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
-    const OVStorageChunk* chunk = _fragmentChunk->find(identifier);
-    if (!chunk) return std::nullopt;
-    return *chunk;
-  });
+  return _accessStorageQueue.sync(
+      [&]() -> std::optional<OVStorageChunk> { return _fragmentChunk->find(identifier); });
 }
 
 std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataWithIdentifier(
@@ -178,7 +178,7 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
   const auto length = static_cast<std::int64_t>(data.size());
   return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
     if (!_fragmentChunkFile) return std::nullopt;
-    const OVStorageChunk* existing = _fragmentChunk->find(identifier);
+    const auto existing = _fragmentChunk->find(identifier);
     // An entry with a negative offset or length (from a damaged archive) has
     // no region that could be reused.
     if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
@@ -277,16 +277,17 @@ std::vector<std::string> OVStorage::allStorageItemIdentifiers() const {
   return _accessStorageQueue.sync([&] {
     std::vector<std::string> identifiers;
     identifiers.reserve(_fragmentChunk->size());
-    _fragmentChunk->forEach(
-        [&](const ChunkIndex::Entry& entry) { identifiers.emplace_back(entry.identifier()); });
+    _fragmentChunk->forEach([&](std::string_view identifier, const OVStorageChunk&) {
+      identifiers.emplace_back(identifier);
+    });
     return identifiers;
   });
 }
 
 void OVStorage::cleanStorage() {
   _accessStorageQueue.sync([&] {
-    _fragmentChunk->forEach([&](const ChunkIndex::Entry& entry) {
-      if (entry.chunk.nullChunk()) removeStorageChunkFileWithIdentifier(entry.identifier());
+    _fragmentChunk->forEach([&](std::string_view identifier, const OVStorageChunk& chunk) {
+      if (chunk.nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
     });
     _fragmentChunk->clear();
     if (_fragmentChunkFile) _fragmentChunkFile->truncate(0);
