@@ -8,12 +8,18 @@
 //   Write_libplist       plist_to_bin alone, on a tree built beforehand
 //   Decode_Orvane        unarchiveDictionaryWithData, bytes to objects
 //   Read_libplist        plist_from_bin of our archive to libplist's tree
+// and two rows for a dictionary handed over as a flat list in no key order
+// (as a store hands over its hashed index):
+//   EncodeList_Orvane    encodeDictionaryForKey with the list
+//   DecodeUnordered_Orvane  decoding that archive, whose keys are not sorted
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <random>
 
 #include "orvane/Platform/NSKeyedArchiver.h"
 
@@ -186,11 +192,49 @@ void BM_Read_libplist(benchmark::State& state) {
   perItem(state);
 }
 
+// An object holding the index as a flat list in no particular order.
+class ListHolder : public NSCoding {
+ public:
+  static ListHolder shuffledIndex() {
+    ListHolder h;
+    for (const auto& [key, value] : index()) h.list.push_back({key, value.get()});
+    std::shuffle(h.list.begin(), h.list.end(), std::mt19937(1));
+    return h;
+  }
+  std::string archiveClassName() const override { return "BenchListHolder"; }
+  void encodeWithCoder(NSKeyedArchiver& coder) const override {
+    coder.encodeDictionaryForKey(list, "index");
+  }
+  std::vector<NSCodingDictionaryEntry> list;
+};
+
+void BM_EncodeList_Orvane(benchmark::State& state) {
+  const ListHolder holder = ListHolder::shuffledIndex();
+  for (auto _ : state)
+    benchmark::DoNotOptimize(NSKeyedArchiver::archivedDataWithRootObject(holder));
+  perItem(state);
+}
+
+void BM_DecodeUnordered_Orvane(benchmark::State& state) {
+  registerChunk();
+  NSKeyedUnarchiver::registerClass("BenchListHolder", [](NSKeyedUnarchiver& coder) {
+    const auto decoded = coder.decodeDictionaryForKey("index");
+    return decoded && decoded->size() == kItems ? std::make_shared<ListHolder>() : nullptr;
+  });
+  const Data a = NSKeyedArchiver::archivedDataWithRootObject(ListHolder::shuffledIndex());
+  for (auto _ : state) {
+    if (!NSKeyedUnarchiver::unarchiveObjectWithData(a)) state.SkipWithError("decoding failed");
+  }
+  perItem(state);
+}
+
 BENCHMARK(BM_Encode_Orvane)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Encode_libplist)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Write_libplist)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Decode_Orvane)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Read_libplist)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodeList_Orvane)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeUnordered_Orvane)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -456,14 +456,53 @@ struct NSKeyedUnarchiver::Impl {
 
   std::optional<std::map<std::string, std::shared_ptr<NSCoding>>> decodeDictionary(
       ObjectRef value, NSKeyedUnarchiver& coder) {
-    std::map<std::string, std::shared_ptr<NSCoding>> result;
-    // Archives usually list keys in order; the hint makes each insertion
-    // constant time then.
+    using Entry = std::pair<std::string, std::shared_ptr<NSCoding>>;
+    std::vector<Entry> list;
+    bool ascending = true;
     const bool found = decodeDictionaryEntries(
         value, coder, [&](std::string&& key, std::shared_ptr<NSCoding>&& entry) {
-          result.emplace_hint(result.end(), std::move(key), std::move(entry));
+          if (!list.empty() && !(list.back().first < key)) ascending = false;
+          list.emplace_back(std::move(key), std::move(entry));
         });
     if (!found) return std::nullopt;
+
+    // Filling a tree in key order costs constant time per entry, in any other
+    // order a search each through nodes spread over memory; so keys that do
+    // not come in order are sorted first, on their first eight bytes as one
+    // number (the whole text only to break ties). A repeated key keeps its
+    // first value.
+    std::map<std::string, std::shared_ptr<NSCoding>> result;
+    if (ascending) {
+      for (Entry& e : list)
+        result.emplace_hint(result.end(), std::move(e.first), std::move(e.second));
+      return result;
+    }
+    struct SortKey {
+      std::uint64_t prefix;
+      std::size_t index;
+    };
+    std::vector<SortKey> order(list.size());
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      std::uint64_t prefix = 0;
+      const std::string& k = list[i].first;
+      for (std::size_t b = 0; b < 8; ++b)
+        prefix = prefix << 8 | (b < k.size() ? static_cast<std::uint8_t>(k[b]) : 0);
+      order[i] = {prefix, i};
+    }
+    std::sort(order.begin(), order.end(), [&](const SortKey& x, const SortKey& y) {
+      if (x.prefix != y.prefix) return x.prefix < y.prefix;
+      const int c = list[x.index].first.compare(list[y.index].first);
+      return c != 0 ? c < 0 : x.index < y.index;
+    });
+    // The texts are copied rather than moved so that the tree's keys lie in
+    // memory in key order; the entries are fetched ahead.
+    constexpr std::size_t kAhead = 8;
+    for (std::size_t q = 0; q < order.size(); ++q) {
+      if (q + 2 * kAhead < order.size()) __builtin_prefetch(&list[order[q + 2 * kAhead].index]);
+      if (q + kAhead < order.size()) __builtin_prefetch(list[order[q + kAhead].index].first.data());
+      Entry& e = list[order[q].index];
+      result.emplace_hint(result.end(), e.first, std::move(e.second));
+    }
     return result;
   }
 
