@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Storage/StorageTestSupport.h"
+#include "orvane/Platform/NSKeyedArchiver.h"
 #include "orvane/Storage/OVStorage.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -182,6 +183,13 @@ TEST(OVStorageFaultTest, ConcurrencyOfDistinctIdentifiersOnOneStore) {
       const auto big = itemBytes(OVStorage::kFragmentItemLimit + 1 + i, 77 + i);
       store->updateDataWithIdentifier(big, "large");
       if (store->dataWithIdentifier("large") != big) ++failures;
+    }
+  });
+  // And one archives the store meanwhile, as the storage manager does.
+  threads.emplace_back([&] {
+    for (int i = 0; i < 20; ++i) {
+      const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*store);
+      if (!NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive)) ++failures;
     }
   });
   for (auto& thread : threads) thread.join();
