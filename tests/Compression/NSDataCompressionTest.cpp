@@ -8,8 +8,13 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <random>
+#include <thread>
+#include <vector>
+
+#include "orvane/Compression/NKZlibCompression.h"
 
 namespace orvane {
 namespace {
@@ -312,6 +317,35 @@ TEST(NSDataCompressionTest, UnobtainableDecodedSizeGivesNothing) {
   EXPECT_EQ(
       NSDataCompression::upcompressWithBufferSizeAlgorithm(encoded, UINT64_MAX, COMPRESSION_LZ4),
       std::nullopt);
+}
+
+}  // namespace
+}  // namespace orvane
+
+namespace orvane {
+namespace {
+
+TEST(CompressionConcurrencyTest, CallsFromManyThreadsShareNothing) {
+  const Data input = textLike(120000, 21);
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 3; ++round) {
+        for (const compression_algorithm algorithm :
+             {COMPRESSION_ZLIB, COMPRESSION_LZ4, COMPRESSION_LZ4_RAW, COMPRESSION_BROTLI}) {
+          const auto encoded = NSDataCompression::compressWithAlgorithm(input, algorithm);
+          if (!encoded || NSDataCompression::upcompressWithBufferSizeAlgorithm(
+                              *encoded, input.size(), algorithm) != input)
+            ++failures;
+        }
+        const auto stream = NKZlibCompression::zlibCompressionCompress(input);
+        if (!stream || NKZlibCompression::zlibCompressionUncompress(*stream) != input) ++failures;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
 }
 
 }  // namespace
