@@ -164,7 +164,43 @@ void appendUtf16BEAsUtf8(std::string& out, ByteView utf16be) {
 
 // ---------------------------------------------------------------- Writer
 
-Writer::Writer() { out_.assign(std::begin(kHeader), std::end(kHeader)); }
+// The object table and references of the last writer on this thread, kept
+// with their room: an archive of many objects is written again and again (after
+// every change of an index), and fresh room for these tables would be mapped
+// and faulted in by the kernel page by page each time.
+struct Writer::Spare {
+  std::vector<Entry> entries;
+  std::vector<ObjectRef> refs;
+  bool present = false;
+};
+
+Writer::Spare& Writer::spare() {
+  thread_local Spare s;
+  return s;
+}
+
+Writer::Writer() {
+  out_.assign(std::begin(kHeader), std::end(kHeader));
+  if (Spare& s = spare(); s.present) {
+    entries_ = std::move(s.entries);
+    refs_ = std::move(s.refs);
+    s.present = false;
+  }
+}
+
+Writer::~Writer() {
+  // Room beyond this is given back rather than kept.
+  constexpr std::size_t kMaxKept = std::size_t{256} << 20;
+  const std::size_t room =
+      entries_.capacity() * sizeof(Entry) + refs_.capacity() * sizeof(ObjectRef);
+  if (Spare& s = spare(); !s.present && room <= kMaxKept) {
+    entries_.clear();
+    refs_.clear();
+    s.entries = std::move(entries_);
+    s.refs = std::move(refs_);
+    s.present = true;
+  }
+}
 
 void Writer::appendMarker(std::uint8_t type, std::uint64_t count) {
   if (count < 15) {

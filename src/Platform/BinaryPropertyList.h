@@ -38,6 +38,9 @@ using ObjectRef = std::uint64_t;
 class Writer {
  public:
   Writer();
+  ~Writer();
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
 
   ObjectRef addInteger(std::int64_t value);
   ObjectRef addUID(std::uint64_t value);
@@ -76,6 +79,9 @@ class Writer {
       return std::hash<std::string_view>{}(s);
     }
   };
+
+  struct Spare;
+  static Spare& spare();
 
   ObjectRef addLeaf(std::uint64_t position);
   void appendMarker(std::uint8_t type, std::uint64_t count);
