@@ -5,7 +5,6 @@
 #include <unordered_map>
 
 #include "BinaryPropertyList.h"
-#include "Storage/StorageCoding.h"
 
 namespace orvane {
 
@@ -270,9 +269,6 @@ Registry& registry() {
 }
 
 NSKeyedUnarchiver::Factory factoryFor(const std::string& className) {
-  // The library's own archivable classes decode without the host registering
-  // anything first.
-  registerStorageCodingClasses();
   Registry& r = registry();
   const std::lock_guard lock(r.mutex);
   const auto it = r.factories.find(className);

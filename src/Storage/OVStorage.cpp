@@ -7,7 +7,6 @@
 #include "Platform/FileSystem.h"
 #include "Platform/NSUUID.h"
 #include "Storage/ChunkIndex.h"
-#include "Storage/StorageCoding.h"
 #include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Environment.h"
@@ -51,7 +50,6 @@ OVStorage::~OVStorage() = default;
 
 std::shared_ptr<OVStorage> OVStorage::initWithDestinationIdentifierError(
     std::string_view destination, std::string_view identifier, NSError* error) {
-  registerStorageCodingClasses();
   std::string name = identifier.empty() ? makeUUIDString() : std::string(identifier);
   const std::filesystem::path directory(destination);
   if (!fs::exists(directory) && !fs::createDirectories(directory, error)) return nullptr;
@@ -110,7 +108,6 @@ void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
 }
 
 std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
-  registerStorageCodingClasses();
   auto destination = coder.decodeStringForKey("destinationPath");
   auto identifier = coder.decodeStringForKey("identifier");
   // Without both texts there is no chunk file to find; an empty identifier

@@ -1,6 +1,5 @@
 #include "orvane/Storage/OVStorageChunk.h"
 
-#include "Storage/StorageCoding.h"
 #include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunkTable.h"
 
@@ -18,23 +17,28 @@ std::shared_ptr<OVStorageChunk> OVStorageChunk::initWithCoder(NSKeyedUnarchiver&
                                           coder.decodeInt64ForKey("length"));
 }
 
-void registerStorageCodingClasses() {
-  static const bool registered = [] {
-    NSKeyedUnarchiver::registerClass("OVStorageChunk",
-                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
-                                       return OVStorageChunk::initWithCoder(coder);
-                                     });
-    NSKeyedUnarchiver::registerClass("OVStorageChunkTable",
-                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
-                                       return OVStorageChunkTable::initWithCoder(coder);
-                                     });
-    NSKeyedUnarchiver::registerClass("OVStorage",
-                                     [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
-                                       return OVStorage::initWithCoder(coder);
-                                     });
-    return true;
-  }();
-  (void)registered;
-}
+namespace {
+
+// The storage classes register their decoding factories when the library is
+// loaded, as the platform's runtime does for archivable classes, so archives
+// decode without the host registering anything. The object file is always
+// linked: OVStorage and OVStorageChunkTable use OVStorageChunk.
+[[maybe_unused]] const bool kStorageClassesRegistered = [] {
+  NSKeyedUnarchiver::registerClass("OVStorageChunk",
+                                   [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                     return OVStorageChunk::initWithCoder(coder);
+                                   });
+  NSKeyedUnarchiver::registerClass("OVStorageChunkTable",
+                                   [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                     return OVStorageChunkTable::initWithCoder(coder);
+                                   });
+  NSKeyedUnarchiver::registerClass("OVStorage",
+                                   [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {
+                                     return OVStorage::initWithCoder(coder);
+                                   });
+  return true;
+}();
+
+}  // namespace
 
 }  // namespace orvane

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "Platform/Text.h"
-#include "Storage/StorageCoding.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/NSRange.h"
 
@@ -13,9 +12,7 @@ namespace orvane {
 OVStorageChunkTable::OVStorageChunkTable(BaseInit) noexcept {}
 
 OVStorageChunkTable::OVStorageChunkTable()
-    : _info(std::make_unique_for_overwrite<OVChunkInfo[]>(kGrowthStep)), _capacity(kGrowthStep) {
-  registerStorageCodingClasses();
-}
+    : _info(std::make_unique_for_overwrite<OVChunkInfo[]>(kGrowthStep)), _capacity(kGrowthStep) {}
 
 OVStorageChunkTable::~OVStorageChunkTable() = default;
 
