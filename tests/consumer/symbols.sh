@@ -11,5 +11,8 @@ done
 if grep -q makeUUIDString <<<"$symbols"; then
   echo "private helper makeUUIDString is exported"; exit 1
 fi
-objdump -p "$lib" | grep -qE 'SONAME +liborvane\.so\.158$' || { echo "wrong SONAME"; exit 1; }
+# Captured first: grep -q stops reading early, and under pipefail the
+# writer's SIGPIPE would fail the check at random.
+headers=$(objdump -p "$lib")
+grep -qE 'SONAME +liborvane\.so\.158$' <<<"$headers" || { echo "wrong SONAME"; exit 1; }
 echo "exported symbols ok"
