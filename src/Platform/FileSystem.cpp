@@ -44,11 +44,6 @@ std::optional<Data> readAll(const std::filesystem::path& path) {
   return handle->readAt(0, *size);
 }
 
-bool remove(const std::filesystem::path& path) noexcept {
-  std::error_code ec;
-  return std::filesystem::remove(path, ec);
-}
-
 bool removeFile(const std::filesystem::path& path) noexcept { return ::unlink(path.c_str()) == 0; }
 
 namespace {

@@ -19,9 +19,6 @@ bool createFile(const std::filesystem::path& path, ByteView contents);
 /// The whole contents of a regular file, or nothing when it cannot be read.
 std::optional<Data> readAll(const std::filesystem::path& path);
 
-/// Removes a file or an empty directory. False when nothing was removed.
-bool remove(const std::filesystem::path& path) noexcept;
-
 /// Removes a file (or link), never a directory. False when nothing was removed.
 bool removeFile(const std::filesystem::path& path) noexcept;
 

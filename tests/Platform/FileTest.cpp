@@ -41,7 +41,7 @@ TEST(FileTest, MissingFilesAndDirectories) {
   testing::TempDir dir;
   EXPECT_FALSE(FileHandle::openForReading(dir / "absent"));
   EXPECT_EQ(fs::readAll(dir / "absent"), std::nullopt);
-  EXPECT_FALSE(fs::remove(dir / "absent"));
+  EXPECT_FALSE(fs::removeFile(dir / "absent"));
   EXPECT_TRUE(fs::createDirectories(dir / "a" / "b"));
   EXPECT_TRUE(fs::exists(dir / "a" / "b"));
 
