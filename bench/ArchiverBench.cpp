@@ -21,7 +21,7 @@
 #include <memory>
 #include <random>
 
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 
 namespace {
 

@@ -26,9 +26,9 @@
 #include <string>
 
 #include "Storage/OVStorageManagerTesting.h"
-#include "orvane/Platform/Environment.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
-#include "orvane/Platform/NSUserDefaults.h"
+#include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
 #include "orvane/Storage/OVStorageManager.h"
 
 namespace {

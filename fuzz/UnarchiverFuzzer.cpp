@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "Platform/BinaryPropertyList.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "Platform/Foundation/BinaryPropertyList.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 
 namespace {
 

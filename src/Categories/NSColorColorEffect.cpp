@@ -1,6 +1,6 @@
 #include "orvane/Categories/NSColorColorEffect.h"
 
-#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/Foundation/Environment.h"
 
 namespace orvane {
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "Platform/Text.h"
+#include "Platform/Foundation/Text.h"
 
 namespace orvane {
 

@@ -1,7 +1,7 @@
 #include "orvane/Categories/NSDataMd5.h"
 
-#include "Platform/Digest.h"
-#include "Platform/Text.h"
+#include "Platform/System/Digest.h"
+#include "Platform/Foundation/Text.h"
 
 namespace orvane {
 

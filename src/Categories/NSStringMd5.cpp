@@ -1,6 +1,6 @@
 #include "orvane/Categories/NSStringMd5.h"
 
-#include "Platform/Text.h"
+#include "Platform/Foundation/Text.h"
 #include "orvane/Categories/NSDataMd5.h"
 
 namespace orvane {

@@ -1,7 +1,7 @@
 #include "orvane/Categories/NSURLSecurityData.h"
 
-#include "Platform/Bookmark.h"
-#include "orvane/Platform/NSURL.h"
+#include "Platform/System/Bookmark.h"
+#include "orvane/Platform/System/NSURL.h"
 
 namespace orvane {
 

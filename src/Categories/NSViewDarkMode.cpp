@@ -1,7 +1,7 @@
 #include "orvane/Categories/NSViewDarkMode.h"
 
 #include "orvane/Categories/NSWindowDarkmode.h"
-#include "orvane/Platform/NSApplication.h"
+#include "orvane/Platform/AppKit/NSApplication.h"
 
 namespace orvane {
 

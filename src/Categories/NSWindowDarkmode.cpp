@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/Foundation/Environment.h"
 
 namespace orvane {
 

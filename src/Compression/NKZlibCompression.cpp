@@ -1,7 +1,7 @@
 #include "orvane/Compression/NKZlibCompression.h"
 
 #include "Compression/ZlibPasses.h"
-#include "Platform/ZlibStream.h"
+#include "Platform/System/ZlibStream.h"
 
 namespace orvane {
 

@@ -4,7 +4,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "Platform/LibCompression.h"
+#include "Platform/System/LibCompression.h"
 
 namespace orvane {
 

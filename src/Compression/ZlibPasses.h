@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "Platform/AssertionFailure.h"
-#include "Platform/ZlibStream.h"
-#include "orvane/Platform/Data.h"
+#include "Platform/Foundation/AssertionFailure.h"
+#include "Platform/System/ZlibStream.h"
+#include "orvane/Platform/Foundation/Data.h"
 
 namespace orvane::zlibpasses {
 

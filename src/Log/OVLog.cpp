@@ -1,7 +1,7 @@
 #include "orvane/Log/OVLog.h"
 
-#include "Platform/StandardError.h"
-#include "orvane/Platform/NSLog.h"
+#include "Platform/System/StandardError.h"
+#include "orvane/Platform/Foundation/NSLog.h"
 
 namespace orvane {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "Math/OvalGeometry.h"
-#include "orvane/Platform/NSLog.h"
+#include "orvane/Platform/Foundation/NSLog.h"
 
 namespace orvane {
 

@@ -7,7 +7,7 @@
 
 #include <cmath>
 
-#include "orvane/Platform/CGGeometry.h"
+#include "orvane/Platform/CoreGraphics/CGGeometry.h"
 
 namespace orvane {
 

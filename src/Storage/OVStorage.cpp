@@ -3,14 +3,14 @@
 #include <filesystem>
 #include <utility>
 
-#include "Platform/FileHandle.h"
-#include "Platform/FileSystem.h"
-#include "Platform/NSUUID.h"
+#include "Platform/Foundation/FileHandle.h"
+#include "Platform/Foundation/FileSystem.h"
+#include "Platform/Foundation/NSUUID.h"
 #include "Storage/ChunkIndex.h"
 #include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
-#include "orvane/Platform/Environment.h"
-#include "orvane/Platform/NSLog.h"
+#include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/Foundation/NSLog.h"
 
 namespace orvane {
 

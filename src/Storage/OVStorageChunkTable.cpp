@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Platform/Text.h"
+#include "Platform/Foundation/Text.h"
 #include "orvane/Categories/NSStringMd5.h"
-#include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/Foundation/NSRange.h"
 
 namespace orvane {
 

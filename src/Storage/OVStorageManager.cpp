@@ -5,8 +5,8 @@
 #include <new>
 
 #include "Storage/OVStorageManagerTesting.h"
-#include "orvane/Platform/Environment.h"
-#include "orvane/Platform/NSUserDefaults.h"
+#include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
 
 namespace orvane {
 

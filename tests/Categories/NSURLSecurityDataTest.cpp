@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "orvane/Platform/NSURL.h"
+#include "orvane/Platform/System/NSURL.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 

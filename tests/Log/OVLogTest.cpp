@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "orvane/Platform/NSLog.h"
+#include "orvane/Platform/Foundation/NSLog.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 

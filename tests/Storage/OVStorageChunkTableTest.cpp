@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "orvane/Categories/NSStringMd5.h"
-#include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/Foundation/NSRange.h"
 #include "orvane/Storage/OVStorageChunk.h"
 
 namespace orvane {

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "Storage/StorageTestSupport.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "orvane/Storage/OVStorageChunkTable.h"

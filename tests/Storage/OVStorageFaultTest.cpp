@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Storage/StorageTestSupport.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Storage/OVStorage.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"

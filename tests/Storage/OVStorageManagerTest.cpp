@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "Storage/OVStorageManagerTesting.h"
-#include "orvane/Platform/Environment.h"
-#include "orvane/Platform/NSUserDefaults.h"
+#include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"

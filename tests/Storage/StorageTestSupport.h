@@ -5,7 +5,7 @@
 #include <string>
 #include <system_error>
 
-#include "orvane/Platform/Data.h"
+#include "orvane/Platform/Foundation/Data.h"
 
 namespace orvane::testing {
 

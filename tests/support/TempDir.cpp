@@ -6,7 +6,7 @@
 #include <string>
 #include <system_error>
 
-#include "orvane/Platform/NSUserDefaults.h"
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
 
 namespace orvane::testing {
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "orvane/Platform/Environment.h"
+#include "orvane/Platform/Foundation/Environment.h"
 
 namespace orvane::testing {
 

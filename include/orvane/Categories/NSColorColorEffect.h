@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/NSColor.h"
+#include "orvane/Platform/AppKit/NSColor.h"
 
 namespace orvane {
 

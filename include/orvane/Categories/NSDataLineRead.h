@@ -3,8 +3,8 @@
 #include <string_view>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/Data.h"
-#include "orvane/Platform/NSRange.h"
+#include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSRange.h"
 
 namespace orvane {
 

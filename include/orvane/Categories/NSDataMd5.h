@@ -4,7 +4,7 @@
 #include <string>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/Data.h"
+#include "orvane/Platform/Foundation/Data.h"
 
 namespace orvane {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "orvane/Export.h"
-#include "orvane/Platform/NSView.h"
+#include "orvane/Platform/AppKit/NSView.h"
 
 namespace orvane {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/NSAppearance.h"
-#include "orvane/Platform/NSWindow.h"
+#include "orvane/Platform/AppKit/NSAppearance.h"
+#include "orvane/Platform/AppKit/NSWindow.h"
 
 namespace orvane {
 

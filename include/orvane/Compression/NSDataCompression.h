@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/CompressionAlgorithm.h"
-#include "orvane/Platform/Data.h"
+#include "orvane/Platform/System/CompressionAlgorithm.h"
+#include "orvane/Platform/Foundation/Data.h"
 
 namespace orvane {
 

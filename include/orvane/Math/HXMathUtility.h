@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/CGGeometry.h"
-#include "orvane/Platform/NSAffineTransform.h"
+#include "orvane/Platform/CoreGraphics/CGGeometry.h"
+#include "orvane/Platform/AppKit/NSAffineTransform.h"
 
 namespace orvane {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/CGGeometry.h"
-#include "orvane/Platform/NSBezierPath.h"
+#include "orvane/Platform/CoreGraphics/CGGeometry.h"
+#include "orvane/Platform/AppKit/NSBezierPath.h"
 
 namespace orvane {
 

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/Data.h"
-#include "orvane/Platform/NSError.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
-#include "orvane/Platform/SerialQueue.h"
+#include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSError.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/SerialQueue.h"
 #include "orvane/Storage/OVStorageChunk.h"
 
 namespace orvane {

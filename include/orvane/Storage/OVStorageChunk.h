@@ -6,7 +6,7 @@
 #include <string>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 
 namespace orvane {
 

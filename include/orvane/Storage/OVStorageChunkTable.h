@@ -7,8 +7,8 @@
 #include <unordered_map>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
-#include "orvane/Platform/SerialQueue.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/SerialQueue.h"
 
 namespace orvane {
 

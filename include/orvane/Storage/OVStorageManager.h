@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "orvane/Export.h"
-#include "orvane/Platform/Data.h"
-#include "orvane/Platform/NSKeyedArchiver.h"
+#include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Storage/OVStorage.h"
 
 namespace orvane {

@@ -1,0 +1,86 @@
+#include "Platform/Foundation/FileSystem.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <system_error>
+
+#include "Platform/Foundation/FileHandle.h"
+#include "Platform/Foundation/NSUUID.h"
+
+namespace orvane::fs {
+
+bool exists(const std::filesystem::path& path) noexcept {
+  std::error_code ec;
+  return std::filesystem::exists(path, ec);
+}
+
+bool createFile(const std::filesystem::path& path, ByteView contents) {
+  std::filesystem::path temporary = path;
+  temporary += ".tmp-" + makeUUIDString();
+  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  if (fd < 0) return false;
+  ::close(fd);
+  bool written = false;
+  if (auto handle = FileHandle::openForUpdating(temporary)) {
+    written = handle->writeAt(0, contents);
+  }
+  if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+std::optional<Data> readAll(const std::filesystem::path& path) {
+  auto handle = FileHandle::openForReading(path);
+  if (!handle) return std::nullopt;
+  auto size = handle->size();
+  if (!size) return std::nullopt;
+  return handle->readAt(0, *size);
+}
+
+bool removeFile(const std::filesystem::path& path) noexcept { return ::unlink(path.c_str()) == 0; }
+
+namespace {
+
+// The platform's file-writing error code for a POSIX error number.
+std::int64_t cocoaWriteErrorCode(int posixError) {
+  switch (posixError) {
+    case EACCES:
+    case EPERM:
+      return 513;  // NSFileWriteNoPermissionError
+    case ENOSPC:
+    case EDQUOT:
+      return 640;  // NSFileWriteOutOfSpaceError
+    case EROFS:
+      return 642;  // NSFileWriteVolumeReadOnlyError
+    default:
+      return 512;  // NSFileWriteUnknownError
+  }
+}
+
+}  // namespace
+
+bool createDirectories(const std::filesystem::path& path, NSError* error) {
+  std::error_code ec;
+  std::filesystem::create_directories(path, ec);
+  if (!ec && std::filesystem::is_directory(path, ec)) return true;
+  if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
+  if (error) {
+    *error =
+        NSError{NSCocoaErrorDomain,
+                cocoaWriteErrorCode(ec.value()),
+                {{NSLocalizedDescriptionKey, "The folder \"" + path.filename().string() +
+                                                 "\" couldn't be created: " + ec.message() + "."},
+                 {"NSFilePath", path.string()},
+                 {"NSUnderlyingError", "NSPOSIXErrorDomain " + std::to_string(ec.value())}}};
+  }
+  return false;
+}
+
+}  // namespace orvane::fs

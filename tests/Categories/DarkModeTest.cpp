@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include "orvane/Categories/NSColorColorEffect.h"
+#include "orvane/Categories/NSViewDarkMode.h"
+#include "orvane/Categories/NSWindowDarkmode.h"
+#include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/AppKit/NSApplication.h"
+
+namespace orvane {
+namespace {
+
+std::shared_ptr<const NSAppearance> named(std::string_view name) {
+  return std::make_shared<const NSAppearance>(std::string(name));
+}
+
+Environment::Overrides runningAs(OperatingSystemVersion version) {
+  Environment::Overrides o;
+  o.systemVersion = version;
+  return o;
+}
+
+class DarkModeTest : public ::testing::Test {
+ protected:
+  void TearDown() override { NSApplication::sharedApplication().setAppearance(nullptr); }
+};
+
+TEST_F(DarkModeTest, OnlyTheFourDarkNamesAreDarkAndOnlyFrom10_14) {
+  struct Case {
+    std::string_view name;
+    bool dark;
+  };
+  const Case cases[] = {
+      {NSAppearanceNameDarkAqua, true},
+      {NSAppearanceNameVibrantDark, true},
+      {NSAppearanceNameAccessibilityHighContrastDarkAqua, true},
+      {NSAppearanceNameAccessibilityHighContrastVibrantDark, true},
+      {NSAppearanceNameAqua, false},
+      {NSAppearanceNameVibrantLight, false},
+      {NSAppearanceNameAccessibilityHighContrastAqua, false},
+      {NSAppearanceNameAccessibilityHighContrastVibrantLight, false},
+      // Exact equality: no prefix, case or closest-match tricks.
+      {"NSAppearanceNameDarkAqua ", false},
+      {"nsappearancenamedarkaqua", false},
+      {"NSAppearanceNameDarkAquaCustom", false},
+      {"NSAppearanceNameDark", false},
+      {"", false},
+  };
+  const OperatingSystemVersion versions[] = {
+      {10, 14, 0}, {10, 15, 7}, {11, 0, 0}, {10, 13, 6}, {10, 9, 0}};
+  for (const auto& version : versions) {
+    ScopedEnvironmentOverrides scoped(runningAs(version));
+    const bool hasDarkMode = version >= OperatingSystemVersion{10, 14, 0};
+    for (const Case& c : cases) {
+      SCOPED_TRACE(::testing::Message()
+                   << version.majorVersion << "." << version.minorVersion << " " << c.name);
+      EXPECT_EQ(NSWindowDarkmode::darkModeAppearance(named(c.name)), c.dark && hasDarkMode);
+    }
+    EXPECT_FALSE(NSWindowDarkmode::darkModeAppearance(nullptr));
+    // The shared platform objects answer as their names do.
+    EXPECT_EQ(NSWindowDarkmode::darkModeAppearance(
+                  NSAppearance::appearanceNamed(NSAppearanceNameVibrantDark)),
+              hasDarkMode);
+  }
+}
+
+TEST_F(DarkModeTest, WindowAnswersFromItsOwnAppearanceElseTheApplication) {
+  NSApplication& app = NSApplication::sharedApplication();
+  auto window = NSWindow::init();
+  EXPECT_FALSE(NSWindowDarkmode::darkMode(*window));  // the system's light default
+  app.setAppearance(named(NSAppearanceNameDarkAqua));
+  EXPECT_TRUE(NSWindowDarkmode::darkMode(*window));
+  window->setAppearance(named(NSAppearanceNameAqua));
+  EXPECT_FALSE(NSWindowDarkmode::darkMode(*window));
+  app.setAppearance(nullptr);
+  window->setAppearance(named(NSAppearanceNameAccessibilityHighContrastVibrantDark));
+  EXPECT_TRUE(NSWindowDarkmode::darkMode(*window));
+  {
+    ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
+    EXPECT_FALSE(NSWindowDarkmode::darkMode(*window));
+  }
+}
+
+TEST_F(DarkModeTest, ViewAsksItsWindowElseTheApplicationNeverItself) {
+  NSApplication& app = NSApplication::sharedApplication();
+  app.setAppearance(named(NSAppearanceNameDarkAqua));
+  auto view = NSView::init();
+  view->setAppearance(named(NSAppearanceNameAqua));  // ignored by the dark test
+  EXPECT_TRUE(NSViewDarkMode::darkMode(*view));
+
+  auto window = NSWindow::init();
+  window->setAppearance(named(NSAppearanceNameAqua));
+  auto root = NSView::init();
+  window->setContentView(root);
+  root->addSubview(view);
+  EXPECT_FALSE(NSViewDarkMode::darkMode(*view));
+
+  view->setAppearance(named(NSAppearanceNameVibrantDark));
+  root->setAppearance(named(NSAppearanceNameVibrantDark));
+  EXPECT_FALSE(NSViewDarkMode::darkMode(*view)) << "own and superview appearances are ignored";
+
+  window->setAppearance(nullptr);  // the window now follows the dark application
+  EXPECT_TRUE(NSViewDarkMode::darkMode(*view));
+  window->setAppearance(named(NSAppearanceNameAqua));
+
+  view->removeFromSuperview();
+  EXPECT_TRUE(NSViewDarkMode::darkMode(*view)) << "out of the window: the application again";
+  app.setAppearance(named(NSAppearanceNameVibrantLight));
+  EXPECT_FALSE(NSViewDarkMode::darkMode(*view));
+}
+
+TEST_F(DarkModeTest, DisableColorHalvesAlphaFrom10_14AndWashesTowardWhiteBefore) {
+  auto color = NSColor::colorWithSRGBRedGreenBlueAlpha(0.2, 0.4, 0.0, 0.8);
+  {
+    auto disabled = NSColorColorEffect::disableColor(*color);
+    ASSERT_NE(disabled, nullptr);
+    EXPECT_EQ(disabled->redComponent(), 0.2);
+    EXPECT_EQ(disabled->greenComponent(), 0.4);
+    EXPECT_EQ(disabled->blueComponent(), 0.0);
+    EXPECT_EQ(disabled->alphaComponent(), 0.4);
+  }
+  {
+    ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
+    auto disabled = NSColorColorEffect::disableColor(*color);
+    ASSERT_NE(disabled, nullptr);
+    EXPECT_DOUBLE_EQ(disabled->redComponent(), 0.6);
+    EXPECT_DOUBLE_EQ(disabled->greenComponent(), 0.7);
+    EXPECT_DOUBLE_EQ(disabled->blueComponent(), 0.5);
+    EXPECT_EQ(disabled->alphaComponent(), 0.8);
+  }
+  EXPECT_EQ(color->alphaComponent(), 0.8);  // the receiver is untouched
+}
+
+}  // namespace
+}  // namespace orvane

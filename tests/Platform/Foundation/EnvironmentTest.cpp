@@ -1,0 +1,61 @@
+#include "orvane/Platform/Foundation/Environment.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "support/ChildProcess.h"
+
+namespace orvane {
+namespace {
+
+TEST(EnvironmentTest, XdgVariablesWinOverHomeFallbacks) {
+  auto result = testing::runInChild([] {
+    setenv("HOME", "/home/someone", 1);
+    unsetenv("XDG_DATA_HOME");
+    setenv("XDG_CACHE_HOME", "/var/cache/me", 1);
+    setenv("XDG_CONFIG_HOME", "relative/ignored", 1);  // not absolute: ignored
+    bool ok = Environment::dataHome() == "/home/someone/.local/share" &&
+              Environment::cacheHome() == "/var/cache/me" &&
+              Environment::configHome() == "/home/someone/.config";
+    return ok ? 0 : 1;
+  });
+  EXPECT_EQ(result.exitCode, 0);
+}
+
+TEST(EnvironmentTest, ApplicationIdentifierComesFromOverrideHostOrExecutable) {
+  auto result = testing::runInChild([] {
+    if (Environment::applicationIdentifier() != program_invocation_short_name) return 1;
+    Environment::setApplicationIdentifier("com.example.photos");
+    if (Environment::applicationIdentifier() != "com.example.photos") return 2;
+    {
+      Environment::Overrides o;
+      o.applicationIdentifier = "test.app";
+      ScopedEnvironmentOverrides scoped(o);
+      if (Environment::applicationIdentifier() != "test.app") return 3;
+    }
+    return Environment::applicationIdentifier() == "com.example.photos" ? 0 : 4;
+  });
+  EXPECT_EQ(result.exitCode, 0);
+}
+
+TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
+  EXPECT_EQ(Environment::bundleVersion(), "158");
+  EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
+  EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 1}));
+  {
+    Environment::Overrides o;
+    o.bundleVersion = "";
+    o.dataHome = "/tmp/data-override";
+    o.systemVersion = OperatingSystemVersion{10, 13, 6};
+    ScopedEnvironmentOverrides scoped(o);
+    EXPECT_EQ(Environment::bundleVersion(), "");
+    EXPECT_EQ(Environment::dataHome(), "/tmp/data-override");
+    EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
+    EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 13, 6}));
+  }
+  EXPECT_EQ(Environment::bundleVersion(), "158");
+  EXPECT_NE(Environment::dataHome(), "/tmp/data-override");
+}
+
+}  // namespace
+}  // namespace orvane

@@ -1,0 +1,251 @@
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "orvane/Platform/Foundation/Environment.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace orvane {
+namespace {
+
+namespace stdfs = std::filesystem;
+
+std::string text(const std::optional<Data>& data) {
+  return data ? std::string(data->begin(), data->end()) : "<none>";
+}
+
+// Every file in the directory whose name starts with the prefix.
+std::vector<stdfs::path> filesStartingWith(const stdfs::path& dir, const std::string& prefix) {
+  std::vector<stdfs::path> found;
+  for (const auto& entry : stdfs::directory_iterator(dir))
+    if (entry.path().filename().string().rfind(prefix, 0) == 0) found.push_back(entry.path());
+  return found;
+}
+
+std::size_t lineCount(const std::string& s) { return std::count(s.begin(), s.end(), '\n'); }
+
+TEST(NSUserDefaultsTest, ValuesPersistAcrossInstancesAndKeepEmptyAndBinaryValues) {
+  testing::TempDir dir;
+  const stdfs::path file = dir / "nested" / "defaults.sqlite3";
+  const Data binary{0, 1, 2, 0, 255};
+  {
+    auto defaults = NSUserDefaults::initWithPath(file);
+    EXPECT_FALSE(defaults->dataForKey("missing"));
+    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("one"), "a"));
+    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("replaced"), "a"));
+    EXPECT_TRUE(defaults->setObjectForKey({}, "empty"));
+    EXPECT_TRUE(defaults->setObjectForKey(binary, ""));
+    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("gone"), "b"));
+    EXPECT_TRUE(defaults->removeObjectForKey("b"));
+    EXPECT_TRUE(defaults->removeObjectForKey("never-set"));
+  }
+  auto reopened = NSUserDefaults::initWithPath(file);
+  EXPECT_EQ(text(reopened->dataForKey("a")), "replaced");
+  ASSERT_TRUE(reopened->dataForKey("empty"));  // an empty value is still a value
+  EXPECT_TRUE(reopened->dataForKey("empty")->empty());
+  EXPECT_EQ(reopened->dataForKey(""), binary);
+  EXPECT_FALSE(reopened->dataForKey("b"));
+  EXPECT_EQ(reopened->allKeys(), (std::vector<std::string>{"", "a", "empty"}));
+}
+
+TEST(NSUserDefaultsTest, SetIsVisibleToAnotherConnectionAtOnceAndUsesWal) {
+  testing::TempDir dir;
+  auto writer = NSUserDefaults::initWithPath(dir / "d.sqlite3");
+  auto reader = NSUserDefaults::initWithPath(dir / "d.sqlite3");
+  Data big(5 << 20);
+  for (std::size_t i = 0; i < big.size(); ++i) big[i] = static_cast<std::uint8_t>(i * 31 + 7);
+  ASSERT_TRUE(writer->setObjectForKey(big, "big"));
+  EXPECT_EQ(reader->dataForKey("big"), big);
+  EXPECT_TRUE(stdfs::exists(dir / "d.sqlite3-wal"));
+}
+
+TEST(NSUserDefaultsTest, StandardDefaultsFollowTheEnvironment) {
+  testing::TestEnvironment first;
+  auto a = NSUserDefaults::standardUserDefaults();
+  EXPECT_EQ(a->path(), first.path() / "config" / "org.orvane.tests" / "defaults.sqlite3");
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults(), a);
+  ASSERT_TRUE(a->setObjectForKey(bytesOf("first"), "k"));
+  {
+    testing::TestEnvironment second;
+    auto b = NSUserDefaults::standardUserDefaults();
+    EXPECT_NE(b->path(), a->path());
+    EXPECT_FALSE(b->dataForKey("k"));
+
+    Environment::Overrides renamed = Environment::overrides();
+    renamed.applicationIdentifier = "org.orvane.other";
+    ScopedEnvironmentOverrides scoped(renamed);
+    EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path().parent_path().filename(),
+              "org.orvane.other");
+  }
+  EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path(), a->path());
+  EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("k")), "first");
+
+  NSUserDefaults::resetStandardUserDefaults();
+  auto fresh = NSUserDefaults::standardUserDefaults();
+  EXPECT_NE(fresh, a);
+  EXPECT_EQ(text(fresh->dataForKey("k")), "first");
+}
+
+// Damaged or unusable files at the database's place: the defaults start
+// empty, one line is logged, the old file survives under another name and
+// the new database works and persists.
+TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
+  struct Case {
+    const char* name;
+    void (*damage)(const stdfs::path& file);
+  };
+  const Case cases[] = {
+      {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }},
+      {"truncated",
+       [](const stdfs::path& file) {
+         {
+           auto d = NSUserDefaults::initWithPath(file);
+           for (int i = 0; i < 200; ++i)
+             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
+         }
+         stdfs::resize_file(file, stdfs::file_size(file) / 2);
+       }},
+      {"overwritten pages",
+       [](const stdfs::path& file) {
+         {
+           auto d = NSUserDefaults::initWithPath(file);
+           for (int i = 0; i < 200; ++i)
+             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
+         }
+         std::fstream f(file, std::ios::in | std::ios::out | std::ios::binary);
+         f.seekp(4096);
+         const std::string junk(8192, '\x5a');
+         f.write(junk.data(), static_cast<std::streamsize>(junk.size()));
+       }},
+      {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    testing::TempDir dir;
+    const stdfs::path file = dir / "defaults.sqlite3";
+    c.damage(file);
+    const auto sizeBefore = stdfs::is_regular_file(file) ? stdfs::file_size(file) : 0;
+
+    auto result = testing::runInChild([&] {
+      auto d = NSUserDefaults::initWithPath(file);
+      if (d->dataForKey("1") || !d->allKeys().empty()) return 1;
+      if (!d->setObjectForKey(bytesOf("after"), "key")) return 2;
+      return 0;
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+    EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
+    EXPECT_NE(result.stderrText.find("moved it to"), std::string::npos) << result.stderrText;
+
+    auto aside = filesStartingWith(dir.path(), "defaults.sqlite3.damaged-");
+    ASSERT_FALSE(aside.empty());
+    if (sizeBefore > 0) {
+      bool kept = false;
+      for (const auto& p : aside)
+        if (stdfs::is_regular_file(p) && stdfs::file_size(p) == sizeBefore) kept = true;
+      EXPECT_TRUE(kept) << "the damaged file was not kept unchanged";
+    }
+    auto reopened = NSUserDefaults::initWithPath(file);
+    EXPECT_EQ(text(reopened->dataForKey("key")), "after");
+  }
+}
+
+TEST(NSUserDefaultsTest, DatabaseThatCannotBeCreatedFallsBackToMemory) {
+  testing::TempDir dir;
+  std::ofstream(dir / "not-a-directory") << "x";
+  auto result = testing::runInChild([&] {
+    auto d = NSUserDefaults::initWithPath(dir / "not-a-directory" / "defaults.sqlite3");
+    if (!d->setObjectForKey(bytesOf("v"), "k")) return 1;
+    return text(d->dataForKey("k")) == "v" ? 0 : 2;
+  });
+  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+  EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
+}
+
+TEST(NSUserDefaultsTest, FileMovedAwayByAnotherProcessIsReopened) {
+  testing::TempDir dir;
+  const stdfs::path file = dir / "defaults.sqlite3";
+  auto d = NSUserDefaults::initWithPath(file);
+  ASSERT_TRUE(d->setObjectForKey(bytesOf("old"), "k"));
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    stdfs::path from = file, to = dir / "elsewhere";
+    from += suffix;
+    to += suffix;
+    if (stdfs::exists(from)) stdfs::rename(from, to);
+  }
+  EXPECT_FALSE(d->dataForKey("k"));
+  ASSERT_TRUE(d->setObjectForKey(bytesOf("new"), "k"));
+  EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "new");
+}
+
+// Two processes of one application write their own keys in a loop at the
+// same time; afterwards every key holds the last value written to it.
+TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing) {
+  testing::TempDir dir;
+  const stdfs::path file = dir / "defaults.sqlite3";
+  constexpr int kKeys = 8, kRounds = 150;
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  std::vector<pid_t> children;
+  for (int p = 0; p < 2; ++p) {
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      close(ready[1]);
+      char go;
+      if (read(ready[0], &go, 1) != 1) _exit(3);
+      auto d = NSUserDefaults::initWithPath(file);
+      for (int round = 0; round < kRounds; ++round)
+        for (int k = 0; k < kKeys; ++k) {
+          const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
+          const std::string value = key + "@" + std::to_string(round);
+          if (!d->setObjectForKey(bytesOf(value), key)) _exit(1);
+        }
+      _exit(0);
+    }
+    children.push_back(pid);
+  }
+  close(ready[0]);
+  ASSERT_EQ(write(ready[1], "gg", 2), 2);  // both start at once
+  close(ready[1]);
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  }
+  auto d = NSUserDefaults::initWithPath(file);
+  for (int p = 0; p < 2; ++p)
+    for (int k = 0; k < kKeys; ++k) {
+      const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
+      EXPECT_EQ(text(d->dataForKey(key)), key + "@" + std::to_string(kRounds - 1));
+    }
+}
+
+TEST(NSUserDefaultsConcurrencyTest, ThreadsShareOneInstance) {
+  testing::TestEnvironment env;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 50; ++i) {
+        auto d = NSUserDefaults::standardUserDefaults();
+        const std::string key = "t" + std::to_string(t);
+        d->setObjectForKey(bytesOf(std::to_string(i)), key);
+        d->dataForKey(key);
+      }
+    });
+  for (auto& th : threads) th.join();
+  for (int t = 0; t < 4; ++t)
+    EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("t" + std::to_string(t))),
+              "49");
+}
+
+}  // namespace
+}  // namespace orvane
