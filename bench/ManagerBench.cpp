@@ -27,6 +27,7 @@
 
 #include "Storage/OVStorageManagerTesting.h"
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 #include "orvane/Storage/OVStorageManager.h"
@@ -114,12 +115,12 @@ struct Fixture {
   }
 
   void useEnvironment() const {
-    Environment::Overrides o;
+    EnvironmentOverrides o;
     o.applicationIdentifier = "org.orvane.bench";
     o.dataHome = dir / "data";
     o.cacheHome = dir / "cache";
     o.configHome = dir / "config";
-    Environment::setOverrides(o);
+    setEnvironmentOverrides(o);
   }
 
   void upsertPeer(const std::string& key, const Data& value) {

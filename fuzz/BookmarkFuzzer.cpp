@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "orvane/Categories/NSURLSecurityData.h"
-#include "orvane/Platform/System/NSURL.h"
+#include "Platform/System/NSURLTesting.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const orvane::ByteView input(bytes, size);

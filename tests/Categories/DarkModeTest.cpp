@@ -4,6 +4,7 @@
 #include "orvane/Categories/NSViewDarkMode.h"
 #include "orvane/Categories/NSWindowDarkmode.h"
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/AppKit/NSApplication.h"
 
 namespace orvane {
@@ -13,8 +14,8 @@ std::shared_ptr<const NSAppearance> named(std::string_view name) {
   return std::make_shared<const NSAppearance>(std::string(name));
 }
 
-Environment::Overrides runningAs(OperatingSystemVersion version) {
-  Environment::Overrides o;
+EnvironmentOverrides runningAs(OperatingSystemVersion version) {
+  EnvironmentOverrides o;
   o.systemVersion = version;
   return o;
 }

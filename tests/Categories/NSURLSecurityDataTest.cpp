@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "orvane/Platform/System/NSURL.h"
+#include "Platform/System/NSURLTesting.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 

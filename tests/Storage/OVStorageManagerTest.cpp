@@ -14,6 +14,7 @@
 
 #include "Storage/OVStorageManagerTesting.h"
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "support/ChildProcess.h"
@@ -46,7 +47,7 @@ TEST(OVStorageManagerTest, KeysCarryTheVersionWithoutSeparator) {
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageData158");
   EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageData158");
 
-  Environment::Overrides o = Environment::overrides();
+  EnvironmentOverrides o = environmentOverrides();
   o.bundleVersion = "";
   ScopedEnvironmentOverrides unknown(o);
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
@@ -153,7 +154,7 @@ TEST(OVStorageManagerTest, AnotherVersionStartsFromStoresOfItsOwn) {
   const auto oldDefault = defaultsValue("kHXDefaultStorageData158");
   const auto oldCustom = defaultsValue("kHXCustomizeStorageData158");
   {
-    Environment::Overrides o = Environment::overrides();
+    EnvironmentOverrides o = environmentOverrides();
     o.bundleVersion = "159";
     ScopedEnvironmentOverrides newer(o);
     auto manager = freshManager();

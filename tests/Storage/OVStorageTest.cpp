@@ -44,7 +44,7 @@ TEST(OVStorageTest, DefaultStoresShareTheApplicationDirectoryWithFreshIdentifier
 
 TEST(OVStorageTest, DefaultDirectoryFallsBackToTheCacheDirectory) {
   testing::TempDir dir;
-  Environment::Overrides o;
+  EnvironmentOverrides o;
   o.applicationIdentifier = "org.orvane.fallback";
   o.dataHome = std::filesystem::path();
   o.cacheHome = dir / "cache";

@@ -25,8 +25,8 @@ TempDir::~TempDir() {
 
 namespace {
 
-Environment::Overrides overridesBelow(const std::filesystem::path& root) {
-  Environment::Overrides o;
+EnvironmentOverrides overridesBelow(const std::filesystem::path& root) {
+  EnvironmentOverrides o;
   o.applicationIdentifier = "org.orvane.tests";
   o.dataHome = root / "data";
   o.cacheHome = root / "cache";

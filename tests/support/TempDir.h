@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 
 namespace orvane::testing {
 

@@ -1,5 +1,7 @@
 #include "orvane/Platform/Foundation/Environment.h"
 
+#include "Platform/Foundation/EnvironmentOverrides.h"
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -14,7 +16,7 @@ namespace {
 
 struct State {
   std::mutex mutex;
-  Environment::Overrides overrides;
+  EnvironmentOverrides overrides;
   std::optional<std::string> hostIdentifier;
 };
 
@@ -24,7 +26,7 @@ State& state() {
 }
 
 template <class T>
-std::optional<T> overridden(std::optional<T> Environment::Overrides::*field) {
+std::optional<T> overridden(std::optional<T> EnvironmentOverrides::*field) {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mutex);
   return s.overrides.*field;
@@ -68,56 +70,47 @@ std::string Environment::applicationIdentifier() {
 }
 
 std::string Environment::bundleVersion() {
-  return overridden(&Overrides::bundleVersion).value_or(ORVANE_BUNDLE_VERSION);
+  return overridden(&EnvironmentOverrides::bundleVersion).value_or(ORVANE_BUNDLE_VERSION);
 }
 
 std::filesystem::path Environment::dataHome() {
-  if (auto p = overridden(&Overrides::dataHome)) return *p;
+  if (auto p = overridden(&EnvironmentOverrides::dataHome)) return *p;
   return xdgDirectory("XDG_DATA_HOME", ".local/share");
 }
 
 std::filesystem::path Environment::cacheHome() {
-  if (auto p = overridden(&Overrides::cacheHome)) return *p;
+  if (auto p = overridden(&EnvironmentOverrides::cacheHome)) return *p;
   return xdgDirectory("XDG_CACHE_HOME", ".cache");
 }
 
 std::filesystem::path Environment::configHome() {
-  if (auto p = overridden(&Overrides::configHome)) return *p;
+  if (auto p = overridden(&EnvironmentOverrides::configHome)) return *p;
   return xdgDirectory("XDG_CONFIG_HOME", ".config");
 }
 
 std::filesystem::path Environment::userDefaultsFile() {
-  if (auto p = overridden(&Overrides::userDefaultsFile)) return *p;
+  if (auto p = overridden(&EnvironmentOverrides::userDefaultsFile)) return *p;
   return configHome() / applicationIdentifier() / "defaults.sqlite3";
 }
 
 OperatingSystemVersion Environment::systemVersion() {
-  return overridden(&Overrides::systemVersion).value_or(OperatingSystemVersion{10, 14, 0});
+  return overridden(&EnvironmentOverrides::systemVersion).value_or(OperatingSystemVersion{10, 14, 0});
 }
 
 bool Environment::isOperatingSystemAtLeastVersion(const OperatingSystemVersion& version) {
   return systemVersion() >= version;
 }
 
-void Environment::setOverrides(Overrides overrides) {
+void setEnvironmentOverrides(EnvironmentOverrides overrides) {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mutex);
   s.overrides = std::move(overrides);
 }
 
-Environment::Overrides Environment::overrides() {
+EnvironmentOverrides environmentOverrides() {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mutex);
   return s.overrides;
-}
-
-ScopedEnvironmentOverrides::ScopedEnvironmentOverrides(Environment::Overrides overrides)
-    : previous_(Environment::overrides()) {
-  Environment::setOverrides(std::move(overrides));
-}
-
-ScopedEnvironmentOverrides::~ScopedEnvironmentOverrides() {
-  Environment::setOverrides(std::move(previous_));
 }
 
 }  // namespace orvane

@@ -1,4 +1,5 @@
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -28,7 +29,7 @@ TEST(EnvironmentTest, ApplicationIdentifierComesFromOverrideHostOrExecutable) {
     Environment::setApplicationIdentifier("com.example.photos");
     if (Environment::applicationIdentifier() != "com.example.photos") return 2;
     {
-      Environment::Overrides o;
+      EnvironmentOverrides o;
       o.applicationIdentifier = "test.app";
       ScopedEnvironmentOverrides scoped(o);
       if (Environment::applicationIdentifier() != "test.app") return 3;
@@ -43,7 +44,7 @@ TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
   EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
   EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 1}));
   {
-    Environment::Overrides o;
+    EnvironmentOverrides o;
     o.bundleVersion = "";
     o.dataHome = "/tmp/data-override";
     o.systemVersion = OperatingSystemVersion{10, 13, 6};

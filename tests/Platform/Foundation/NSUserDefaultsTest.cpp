@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "orvane/Platform/Foundation/Environment.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 
@@ -79,7 +80,7 @@ TEST(NSUserDefaultsTest, StandardDefaultsFollowTheEnvironment) {
     EXPECT_NE(b->path(), a->path());
     EXPECT_FALSE(b->dataForKey("k"));
 
-    Environment::Overrides renamed = Environment::overrides();
+    EnvironmentOverrides renamed = environmentOverrides();
     renamed.applicationIdentifier = "org.orvane.other";
     ScopedEnvironmentOverrides scoped(renamed);
     EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path().parent_path().filename(),
