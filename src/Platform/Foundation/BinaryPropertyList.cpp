@@ -1,5 +1,7 @@
 #include "BinaryPropertyList.h"
 
+#include "Platform/Foundation/Text.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -81,39 +83,20 @@ std::vector<std::uint16_t> utf16Of(std::string_view s) {
   const std::size_t n = s.size();
   std::size_t i = 0;
   while (i < n) {
-    const std::uint8_t b = p[i];
-    if (b < 0x80) {
-      units.push_back(b);
-      ++i;
+    if (p[i] < 0x80) {
+      units.push_back(p[i++]);
       continue;
     }
-    unsigned length = 0;
-    std::uint32_t cp = 0;
-    std::uint32_t minimum = 0;
-    if ((b & 0xE0) == 0xC0) {
-      length = 2, cp = b & 0x1F, minimum = 0x80;
-    } else if ((b & 0xF0) == 0xE0) {
-      length = 3, cp = b & 0x0F, minimum = 0x800;
-    } else if ((b & 0xF8) == 0xF0) {
-      length = 4, cp = b & 0x07, minimum = 0x10000;
-    }
-    bool valid = length != 0 && i + length <= n;
-    for (unsigned k = 1; valid && k < length; ++k) {
-      if ((p[i + k] & 0xC0) != 0x80)
-        valid = false;
-      else
-        cp = (cp << 6) | (p[i + k] & 0x3F);
-    }
-    if (valid && (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))) valid = false;
-    if (!valid) {
+    const UTF8Scalar scalar = decodeUTF8Scalar(s.substr(i));
+    if (scalar.length == 0) {
       units.push_back(0xFFFD);
       // Skip the lead byte and any continuation bytes that follow it.
       ++i;
       while (i < n && (p[i] & 0xC0) == 0x80) ++i;
       continue;
     }
-    appendUtf16Unit(units, cp);
-    i += length;
+    appendUtf16Unit(units, scalar.value);
+    i += scalar.length;
   }
   return units;
 }

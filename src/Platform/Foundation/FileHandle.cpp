@@ -70,12 +70,18 @@ std::optional<Data> FileHandle::readUpToAt(std::uint64_t offset, std::uint64_t l
 }
 
 bool FileHandle::writeAt(std::uint64_t offset, ByteView bytes) const {
+  return writeFully(fd_, bytes, offset);
+}
+
+bool writeFully(int fd, ByteView bytes, std::optional<std::uint64_t> offset) noexcept {
   constexpr auto kMaxOffset = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
-  if (offset > kMaxOffset || bytes.size() > kMaxOffset - offset) return false;
+  if (offset && (*offset > kMaxOffset || bytes.size() > kMaxOffset - *offset)) return false;
   std::size_t done = 0;
   while (done < bytes.size()) {
-    ssize_t n =
-        ::pwrite(fd_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+    const void* from = bytes.data() + done;
+    const std::size_t left = bytes.size() - done;
+    const ssize_t n = offset ? ::pwrite(fd, from, left, static_cast<off_t>(*offset + done))
+                             : ::write(fd, from, left);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
     done += static_cast<std::size_t>(n);

@@ -52,4 +52,10 @@ class FileHandle {
   int fd_ = -1;
 };
 
+/// Writes every byte to the descriptor: at `offset` with pwrite when one is
+/// given, else at the descriptor's own position with write (a log line goes out
+/// in one call when the descriptor takes it whole). Retries on EINTR and
+/// finishes short writes; false when not every byte was written.
+bool writeFully(int fd, ByteView bytes, std::optional<std::uint64_t> offset = std::nullopt) noexcept;
+
 }  // namespace orvane

@@ -4,10 +4,11 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <string>
+
+#include "Platform/Foundation/FileHandle.h"
 
 namespace orvane {
 
@@ -34,17 +35,7 @@ void NSLog(std::string_view text) {
   std::string line = linePrefix();
   line.append(text);
   line.push_back('\n');
-  // One write keeps the line whole; a short write (a full pipe) is finished
-  // with further writes rather than dropped.
-  const char* p = line.data();
-  std::size_t left = line.size();
-  while (left > 0) {
-    ssize_t n = ::write(STDERR_FILENO, p, left);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return;
-    p += n;
-    left -= static_cast<std::size_t>(n);
-  }
+  writeFully(STDERR_FILENO, bytesOf(line));
 }
 
 }  // namespace orvane
