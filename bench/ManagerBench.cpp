@@ -26,6 +26,7 @@
 #include <string>
 
 #include "Storage/OVStorageManagerTesting.h"
+#include "support/ItemBytes.h"
 #include "orvane/Platform/Foundation/Environment.h"
 #include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
@@ -38,15 +39,7 @@ using namespace orvane;
 
 constexpr std::size_t kItemSize = 10 << 10;
 
-Data itemBytes(std::uint32_t seed) {
-  Data bytes(kItemSize);
-  std::uint32_t x = seed * 2654435761u + 1;
-  for (auto& b : bytes) {
-    x = x * 1664525u + 1013904223u;
-    b = static_cast<std::uint8_t>(x >> 24);
-  }
-  return bytes;
-}
+Data itemBytes(std::uint32_t seed) { return testing::itemBytes(kItemSize, seed); }
 
 std::string itemName(std::int64_t i) {
   char name[32];

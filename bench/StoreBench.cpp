@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "orvane/Storage/OVStorage.h"
+#include "support/ItemBytes.h"
 
 namespace {
 
@@ -53,11 +54,8 @@ const Items& items(const Workload& w) {
   static std::map<std::size_t, Items> cache;
   auto& it = cache[w.size];
   if (it.ids.empty()) {
-    std::uint32_t x = 12345;
-    auto fill = [&](Data& d) {
-      d.resize(w.size);
-      for (auto& b : d) b = static_cast<std::uint8_t>((x = x * 1664525u + 1013904223u) >> 24);
-    };
+    std::uint32_t seed = 12345;
+    auto fill = [&](Data& d) { d = orvane::testing::itemBytes(w.size, seed++); };
     it.ids.resize(w.count);
     it.first.resize(w.count);
     it.second.resize(w.count);

@@ -26,6 +26,8 @@
 #include <string>
 #include <vector>
 
+#include "support/ItemBytes.h"
+
 namespace {
 
 using orvane::Data;
@@ -42,16 +44,6 @@ struct Source {
   std::size_t size = 0;
 };
 
-Data madeBytes(std::uint32_t seed, std::size_t size) {
-  Data bytes(size);
-  std::uint32_t x = seed * 2654435761u + 12345;
-  for (auto& b : bytes) {
-    x = x * 1664525u + 1013904223u;
-    b = static_cast<std::uint8_t>(x >> 24);
-  }
-  return bytes;
-}
-
 std::optional<Data> readFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
@@ -59,7 +51,7 @@ std::optional<Data> readFile(const std::filesystem::path& path) {
 }
 
 std::optional<Data> bytesOf(const Source& source) {
-  if (source.file.empty()) return madeBytes(source.seed, source.size);
+  if (source.file.empty()) return orvane::testing::itemBytes(source.size, source.seed);
   return readFile(source.file);
 }
 

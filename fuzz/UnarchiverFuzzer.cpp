@@ -1,8 +1,14 @@
 // The keyed unarchiver and the property-list reader on arbitrary bytes. Any
 // answer is fine except a crash, a hang or a runaway allocation; and whatever
 // dictionary comes out must survive archiving and unarchiving again unchanged.
+// The storage classes are registered by the library itself; the seed archives
+// of a store and of a chunk table reach their decoders. A store decodes only
+// when its chunk file exists, so the store seed's directory
+// (/tmp/orvane-fuzz-store, chunk file "seeds") is made at start.
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "Platform/Foundation/BinaryPropertyList.h"
@@ -29,6 +35,12 @@ class FuzzRecord : public NSCoding {
   std::string archiveClassName() const override { return "FuzzRecord"; }
   void encodeWithCoder(NSKeyedArchiver&) const override {}
 };
+
+void makeSeedStoreDirectory() {
+  const std::filesystem::path directory = "/tmp/orvane-fuzz-store";
+  std::filesystem::create_directories(directory);
+  std::ofstream(directory / "seeds", std::ios::app).flush();
+}
 
 void registerClasses() {
   NSKeyedUnarchiver::registerClass("FuzzPoint", [](NSKeyedUnarchiver& coder) {
@@ -57,7 +69,7 @@ void walk(const bplist::Reader& r) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  static const bool registered = (registerClasses(), true);
+  static const bool registered = (makeSeedStoreDirectory(), registerClasses(), true);
   (void)registered;
   const ByteView data(bytes, size);
 

@@ -21,8 +21,8 @@ namespace {
 
 // The storage classes register their decoding factories when the library is
 // loaded, as the platform's runtime does for archivable classes, so archives
-// decode without the host registering anything. The object file is always
-// linked: OVStorage and OVStorageChunkTable use OVStorageChunk.
+// decode without the host registering anything. The shared library holds
+// every object file, and the static one is linked whole (src/CMakeLists.txt).
 [[maybe_unused]] const bool kStorageClassesRegistered = [] {
   NSKeyedUnarchiver::registerClass("OVStorageChunk",
                                    [](NSKeyedUnarchiver& coder) -> std::shared_ptr<NSCoding> {

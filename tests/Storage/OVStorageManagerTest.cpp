@@ -18,6 +18,7 @@
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "support/ChildProcess.h"
+#include "support/ItemBytes.h"
 #include "support/TempDir.h"
 
 namespace orvane {
@@ -287,13 +288,8 @@ TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
 Data versionBytes(int item, int version) {
   const std::size_t size = item == 0 ? 3145728 + 4096 : 512 + 997 * static_cast<std::size_t>(item);
   std::string header = "item-" + std::to_string(item) + "|" + std::to_string(version) + "|";
-  Data bytes(size);
+  Data bytes = testing::itemBytes(size, static_cast<std::uint32_t>(item * 7919 + version * 104729));
   std::copy(header.begin(), header.end(), bytes.begin());
-  std::uint32_t x = static_cast<std::uint32_t>(item * 7919 + version * 104729 + 1);
-  for (std::size_t i = header.size(); i < size; ++i) {
-    x = x * 1664525u + 1013904223u;
-    bytes[i] = static_cast<std::uint8_t>(x >> 24);
-  }
   return bytes;
 }
 

@@ -6,19 +6,9 @@
 #include <system_error>
 
 #include "orvane/Platform/Foundation/Data.h"
+#include "support/ItemBytes.h"
 
 namespace orvane::testing {
-
-/// `size` bytes that differ from item to item (by `seed`).
-inline Data itemBytes(std::size_t size, std::uint32_t seed) {
-  Data bytes(size);
-  std::uint32_t x = seed * 2654435761u + 1;
-  for (auto& b : bytes) {
-    x = x * 1664525u + 1013904223u;
-    b = static_cast<std::uint8_t>(x >> 24);
-  }
-  return bytes;
-}
 
 /// The size of a file, or -1 when it is missing.
 inline std::int64_t fileSize(const std::filesystem::path& path) {

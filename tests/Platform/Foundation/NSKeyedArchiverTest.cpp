@@ -393,3 +393,26 @@ TEST_F(NSKeyedArchiverTest, DictionaryGivenAsAListIsWrittenLikeTheTree) {
 
 }  // namespace
 }  // namespace orvane
+
+namespace orvane {
+namespace {
+
+// This program names no storage symbol, so the linker keeps no storage object
+// file for its own sake: the storage classes must still decode.
+TEST(NSKeyedUnarchiverRegistration, StorageClassesDecodeInAProgramThatOnlyUnarchives) {
+  class Chunk : public NSCoding {
+   public:
+    std::string archiveClassName() const override { return "OVStorageChunk"; }
+    void encodeWithCoder(NSKeyedArchiver& coder) const override {
+      coder.encodeInt64ForKey(7, "offset");
+      coder.encodeInt64ForKey(9, "length");
+    }
+  };
+  const auto decoded = NSKeyedUnarchiver::unarchiveObjectWithData(
+      NSKeyedArchiver::archivedDataWithRootObject(Chunk{}));
+  ASSERT_NE(decoded, nullptr);
+  EXPECT_EQ(decoded->archiveClassName(), "OVStorageChunk");
+}
+
+}  // namespace
+}  // namespace orvane
