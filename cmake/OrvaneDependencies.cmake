@@ -10,10 +10,15 @@ pkg_check_modules(LZ4 REQUIRED IMPORTED_TARGET liblz4)
 pkg_check_modules(LZMA REQUIRED IMPORTED_TARGET liblzma)
 pkg_check_modules(BROTLIENC REQUIRED IMPORTED_TARGET libbrotlienc)
 pkg_check_modules(BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)
+# Colour spaces and colour matching.
+pkg_check_modules(LCMS2 REQUIRED IMPORTED_TARGET lcms2)
 
 # Peers that only the benchmarks link, to compare with.
 if(ORVANE_BUILD_BENCH)
   pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
   # LMDB: a peer of the store benchmark.
   pkg_check_modules(LMDB REQUIRED IMPORTED_TARGET lmdb)
+  # pixman and libvips: peers of the resampling benchmark.
+  pkg_check_modules(PIXMAN REQUIRED IMPORTED_TARGET pixman-1)
+  pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)
 endif()

@@ -9,12 +9,12 @@ packages=(
   # tests, benchmarks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # peers the benchmarks compare with (linked by bench/ only)
-  libplist-dev liblmdb-dev
+  libplist-dev liblmdb-dev libvips-dev libpixman-1-dev
   # a private session bus for the desktop appearance test
   dbus-daemon
   # library dependencies
   libssl-dev zlib1g-dev libsqlite3-dev libsystemd-dev
-  liblz4-dev liblzma-dev libbrotli-dev
+  liblz4-dev liblzma-dev libbrotli-dev liblcms2-dev
 )
 
 missing=()

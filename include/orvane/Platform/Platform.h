@@ -2,7 +2,11 @@
 
 // Umbrella header of the platform types the library returns and extends.
 
+#include "orvane/Platform/CoreGraphics/CGBitmapInfo.h"
+#include "orvane/Platform/CoreGraphics/CGColorSpace.h"
+#include "orvane/Platform/CoreGraphics/CGDataProvider.h"
 #include "orvane/Platform/CoreGraphics/CGGeometry.h"
+#include "orvane/Platform/CoreGraphics/CGImage.h"
 #include "orvane/Platform/System/CompressionAlgorithm.h"
 #include "orvane/Platform/Foundation/Data.h"
 #include "orvane/Platform/System/DesktopAppearance.h"

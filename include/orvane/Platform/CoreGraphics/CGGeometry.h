@@ -83,4 +83,28 @@ inline double CGRectGetMaxY(const CGRect& r) { return CGRectGetMinY(r) + CGRectG
 inline double CGRectGetMidX(const CGRect& r) { return CGRectGetMinX(r) + CGRectGetWidth(r) / 2; }
 inline double CGRectGetMidY(const CGRect& r) { return CGRectGetMinY(r) + CGRectGetHeight(r) / 2; }
 
+/// The smallest rectangle with integral coordinates holding `r` (standardised
+/// first); null and infinite rectangles stay as they are.
+inline CGRect CGRectIntegral(const CGRect& r) {
+  if (CGRectIsNull(r) || CGRectIsInfinite(r)) return r;
+  const CGRect s = CGRectStandardize(r);
+  const double x0 = std::floor(s.origin.x), y0 = std::floor(s.origin.y);
+  const double x1 = std::ceil(s.origin.x + s.size.width), y1 = std::ceil(s.origin.y + s.size.height);
+  return {{x0, y0}, {x1 - x0, y1 - y0}};
+}
+
+/// The overlap of two rectangles (both standardised); CGRectNull when they do
+/// not meet or either is null. Rectangles that only touch meet in an empty
+/// rectangle.
+inline CGRect CGRectIntersection(const CGRect& a, const CGRect& b) {
+  if (CGRectIsNull(a) || CGRectIsNull(b)) return CGRectNull;
+  const CGRect p = CGRectStandardize(a), q = CGRectStandardize(b);
+  const double x0 = std::fmax(p.origin.x, q.origin.x);
+  const double y0 = std::fmax(p.origin.y, q.origin.y);
+  const double x1 = std::fmin(p.origin.x + p.size.width, q.origin.x + q.size.width);
+  const double y1 = std::fmin(p.origin.y + p.size.height, q.origin.y + q.size.height);
+  if (!(x1 >= x0) || !(y1 >= y0)) return CGRectNull;
+  return {{x0, y0}, {x1 - x0, y1 - y0}};
+}
+
 }  // namespace orvane
