@@ -2,8 +2,10 @@
 
 // Umbrella header of the platform types the library returns and extends.
 
+#include "orvane/Platform/CoreGraphics/CGAffineTransform.h"
 #include "orvane/Platform/CoreGraphics/CGBitmapInfo.h"
 #include "orvane/Platform/CoreGraphics/CGColorSpace.h"
+#include "orvane/Platform/CoreGraphics/CGContext.h"
 #include "orvane/Platform/CoreGraphics/CGDataProvider.h"
 #include "orvane/Platform/CoreGraphics/CGGeometry.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
