@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <new>
 
 #include <lcms2.h>
 
@@ -14,9 +15,11 @@ std::optional<Pixels> allocatePixels(const ImageInfo& info) {
   Pixels pixels;
   pixels.info = info;
   pixels.bytesPerRow = std::size_t{info.width} * info.bytesPerPixel();
-  // calloc: large blocks come zeroed from the kernel without touching them here.
-  pixels.storage.reset(static_cast<std::uint8_t*>(std::calloc(pixels.byteCount(), 1)));
-  if (!pixels.storage) return std::nullopt;
+  try {
+    pixels.storage.resize(pixels.byteCount());
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
   return pixels;
 }
 

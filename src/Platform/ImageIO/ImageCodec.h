@@ -49,21 +49,18 @@ struct ImageInfo {
   std::size_t bytesPerPixel() const noexcept { return std::size_t{channels} * (bitsPerComponent / 8); }
 };
 
-struct FreeDeleter {
-  void operator()(std::uint8_t* p) const noexcept { std::free(p); }
-};
-
 /// Decoded pixels: rows top to bottom, bytesPerRow = width * bytesPerPixel.
 /// The storage starts zeroed, so rows a truncated file never reached read as
-/// zero (transparent or black), never as stale memory.
+/// zero (transparent or black), never as stale memory. It is a Data so that an
+/// image can take it over without a copy.
 struct Pixels {
   ImageInfo info;
   std::size_t bytesPerRow = 0;
-  std::unique_ptr<std::uint8_t[], FreeDeleter> storage;
+  Data storage;
 
-  std::uint8_t* row(std::uint32_t y) noexcept { return storage.get() + std::size_t{y} * bytesPerRow; }
+  std::uint8_t* row(std::uint32_t y) noexcept { return storage.data() + std::size_t{y} * bytesPerRow; }
   const std::uint8_t* row(std::uint32_t y) const noexcept {
-    return storage.get() + std::size_t{y} * bytesPerRow;
+    return storage.data() + std::size_t{y} * bytesPerRow;
   }
   std::size_t byteCount() const noexcept { return bytesPerRow * info.height; }
 };

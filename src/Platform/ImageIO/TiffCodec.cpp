@@ -388,7 +388,7 @@ bool readGeneric(TIFF* tif, const ImageInfo& info, RowOutput& out) {
   std::vector<std::uint32_t> raster;
   std::uint32_t* target;
   if (out.pixels) {
-    target = reinterpret_cast<std::uint32_t*>(out.pixels->storage.get());
+    target = reinterpret_cast<std::uint32_t*>(out.pixels->storage.data());
   } else {
     raster.resize(std::size_t{info.width} * info.height);
     target = raster.data();

@@ -133,13 +133,13 @@ TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoes) {
     const Data expected = readFile(corpus.dir() / (c.name + ".raw"));
     ASSERT_EQ(pixels->byteCount(), expected.size());
     EXPECT_EQ(pixels->info.width * pixels->info.height * pixels->info.bytesPerPixel(), expected.size());
-    EXPECT_LE(maxDifference(pixels->storage.get(), expected.data(), expected.size(), c.bits), c.tolerance);
+    EXPECT_LE(maxDifference(pixels->storage.data(), expected.data(), expected.size(), c.bits), c.tolerance);
 
     RowCollector rows;
     ASSERT_TRUE(codec->decodeRows(file, rows));
     EXPECT_EQ(rows.rows, info->height);
     EXPECT_TRUE(rows.bytes.size() == pixels->byteCount() &&
-                std::memcmp(rows.bytes.data(), pixels->storage.get(), rows.bytes.size()) == 0);
+                std::memcmp(rows.bytes.data(), pixels->storage.data(), rows.bytes.size()) == 0);
 
     if (c.reducedWidth) {
       const auto reduced = codec->decodeReduced(file, c.reducedWidth, c.reducedHeight);
@@ -148,7 +148,7 @@ TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoes) {
       EXPECT_EQ(reduced->info.height, c.reducedHeight);
       const Data small = readFile(corpus.dir() / c.reducedFile);
       ASSERT_EQ(reduced->byteCount(), small.size());
-      EXPECT_LE(maxDifference(reduced->storage.get(), small.data(), small.size(), c.bits), c.tolerance);
+      EXPECT_LE(maxDifference(reduced->storage.data(), small.data(), small.size(), c.bits), c.tolerance);
       // Asking for more than the full size leaves nothing to reduce.
       EXPECT_FALSE(codec->decodeReduced(file, info->width + 1, 1));
     } else if (codec->format() != ImageFormat::JPEG && codec->format() != ImageFormat::JPEG2000) {
@@ -374,7 +374,7 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
     if (size) *size = file.size();
     auto back = codecFor(f).decode(file);
     EXPECT_TRUE(back);
-    return back ? Data(back->storage.get(), back->storage.get() + back->byteCount()) : Data{};
+    return back ? Data(back->storage.data(), back->storage.data() + back->byteCount()) : Data{};
   };
   EXPECT_GE(psnr(roundTrip(ImageFormat::GIF, std::nullopt, nullptr), src), 30.0);
   std::size_t small = 0, large = 0, lossless = 0;
