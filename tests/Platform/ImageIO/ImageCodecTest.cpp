@@ -127,6 +127,7 @@ TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoes) {
     EXPECT_EQ(info->orientation, c.orientation);
     EXPECT_NEAR(info->dpiWidth, c.dpi, 0.5);
     EXPECT_EQ(info->iccProfile.size(), c.icc);
+    EXPECT_EQ(info->imageCount, c.name == "gif_two_frames" ? 2u : 1u);
 
     const auto pixels = codec->decode(file);
     ASSERT_TRUE(pixels);
