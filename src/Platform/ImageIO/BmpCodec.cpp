@@ -49,6 +49,7 @@ struct Header {
   std::vector<std::array<std::uint8_t, 3>> palette;  // RGB
   std::array<Mask, 4> masks;  // R, G, B, A
   std::size_t stride = 0;
+  bool byteChannels = false;  // every channel is one whole byte of the pixel
 };
 
 bool parse(ByteView b, Header& h) {
@@ -132,6 +133,11 @@ bool parse(ByteView b, Header& h) {
     h.info.indexed = true;
   }
   h.info.channels = h.masks[3].mask ? 4 : 3;
+  h.byteChannels = h.bits >= 24;
+  for (unsigned c = 0; c < h.info.channels; ++c) {
+    const Mask& m = h.masks[c];
+    h.byteChannels = h.byteChannels && m.max == 255 && m.shift % 8 == 0 && m.shift / 8 < h.bits / 8u;
+  }
   h.stride = ((std::size_t{h.info.width} * h.bits + 31) / 32) * 4;
   // An embedded profile (V5 header, colour space 'MBED').
   if (h.headerSize >= 124 && u32(d + 56) == 0x4D424544) {
@@ -157,6 +163,15 @@ void convertFileRow(const Header& h, const std::uint8_t* src, std::uint8_t* out)
     }
     case 16: case 24: case 32: {
       const unsigned bytes = h.bits / 8;
+      // Byte-aligned 8-bit channels (the usual BGR and BGRA): copy bytes.
+      if (h.byteChannels) {
+        for (std::uint32_t x = 0; x < columns; ++x) {
+          const std::uint8_t* p = src + std::size_t{x} * bytes;
+          std::uint8_t* o = out + std::size_t{x} * ch;
+          for (unsigned c = 0; c < ch; ++c) o[c] = p[h.masks[c].shift / 8];
+        }
+        break;
+      }
       for (std::uint32_t x = 0; x < columns; ++x) {
         const std::uint8_t* p = src + std::size_t{x} * bytes;
         const std::uint32_t v = bytes == 2 ? u16(p) : bytes == 3 ? (p[0] | p[1] << 8 | p[2] << 16) : u32(p);
