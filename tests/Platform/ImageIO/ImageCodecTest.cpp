@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include <jpeglib.h>
+
 #include "Platform/ImageIO/ImageCodec.h"
 #include "support/TempDir.h"
 
@@ -384,6 +386,58 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
   EXPECT_GE(psnr(roundTrip(ImageFormat::JPEG2000, 0.5, &small), src), 30.0);
   EXPECT_EQ(roundTrip(ImageFormat::JPEG2000, std::nullopt, &lossless), src);
   EXPECT_LT(small, lossless);
+}
+
+// Adobe YCCK: CMYK stored as YCbCr + K, which Pillow cannot write; libjpeg
+// writes it here and Pillow is the reference reader.
+Data ycckJpeg(std::uint32_t w, std::uint32_t h) {
+  jpeg_compress_struct c{};
+  jpeg_error_mgr err{};
+  c.err = jpeg_std_error(&err);
+  jpeg_create_compress(&c);
+  unsigned char* mem = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&c, &mem, &size);
+  c.image_width = w;
+  c.image_height = h;
+  c.input_components = 4;
+  c.in_color_space = JCS_CMYK;
+  jpeg_set_defaults(&c);
+  jpeg_set_colorspace(&c, JCS_YCCK);
+  jpeg_set_quality(&c, 95, TRUE);
+  jpeg_start_compress(&c, TRUE);
+  std::vector<std::uint8_t> row(std::size_t{w} * 4);
+  while (c.next_scanline < h) {
+    for (std::uint32_t x = 0; x < w; ++x) {
+      const std::uint32_t y = c.next_scanline;
+      row[x * 4] = static_cast<std::uint8_t>(x * 4), row[x * 4 + 1] = static_cast<std::uint8_t>(y * 5);
+      row[x * 4 + 2] = static_cast<std::uint8_t>(200 - x), row[x * 4 + 3] = static_cast<std::uint8_t>(60 + y);
+    }
+    JSAMPROW r = row.data();
+    jpeg_write_scanlines(&c, &r, 1);
+  }
+  jpeg_finish_compress(&c);
+  jpeg_destroy_compress(&c);
+  Data out(mem, mem + size);
+  std::free(mem);
+  return out;
+}
+
+TEST(ImageCodec, YcckJpegDecodesAsPillowDoes) {
+  testing::TempDir dir;
+  const Data file = ycckJpeg(40, 24);
+  writeFile(dir / "ycck.jpg", file);
+  std::ofstream(dir / "written.txt") << "ycck.jpg 3 8\n";
+  ASSERT_EQ(runScript("read", dir.path()), 0);
+  std::ifstream in(dir / "ycck.jpg.pillow", std::ios::binary);
+  std::string header;
+  std::getline(in, header);
+  const Data pillow(std::istreambuf_iterator<char>(in), {});
+  const auto ours = jpegCodec().decode(file);
+  ASSERT_TRUE(ours);
+  EXPECT_EQ(ours->info.channels, 3);
+  ASSERT_EQ(ours->storage.size(), pillow.size());
+  EXPECT_LE(maxDifference(ours->storage.data(), pillow.data(), pillow.size(), 8), 1u);
 }
 
 }  // namespace
