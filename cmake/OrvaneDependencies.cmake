@@ -12,6 +12,17 @@ pkg_check_modules(BROTLIENC REQUIRED IMPORTED_TARGET libbrotlienc)
 pkg_check_modules(BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)
 # Colour spaces and colour matching.
 pkg_check_modules(LCMS2 REQUIRED IMPORTED_TARGET lcms2)
+# Image codecs behind ImageIO.
+pkg_check_modules(LIBJPEG REQUIRED IMPORTED_TARGET libjpeg)
+pkg_check_modules(LIBPNG REQUIRED IMPORTED_TARGET libpng16)
+pkg_check_modules(LIBTIFF REQUIRED IMPORTED_TARGET libtiff-4)
+pkg_check_modules(LIBOPENJP2 REQUIRED IMPORTED_TARGET libopenjp2)
+# giflib ships no pkg-config file on every release: found by header and library.
+find_path(GIFLIB_INCLUDE_DIR gif_lib.h REQUIRED)
+find_library(GIFLIB_LIBRARY gif REQUIRED)
+add_library(orvane_giflib INTERFACE)
+target_include_directories(orvane_giflib INTERFACE ${GIFLIB_INCLUDE_DIR})
+target_link_libraries(orvane_giflib INTERFACE ${GIFLIB_LIBRARY})
 
 # Peers that only the benchmarks link, to compare with.
 if(ORVANE_BUILD_BENCH)

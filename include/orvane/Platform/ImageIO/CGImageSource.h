@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "orvane/Export.h"
+#include "orvane/Platform/CoreGraphics/CGImage.h"
+#include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/ImageIO/CGImageProperties.h"
+#include "orvane/Platform/ImageIO/UTCoreTypes.h"
+
+namespace orvane {
+
+/// Encoded image data of one of the six formats (JPEG, PNG, TIFF, BMP, GIF,
+/// JPEG 2000), the format found from the bytes alone. A source keeps the
+/// data it was made with and is immutable: it may be used from several
+/// threads at once.
+class CGImageSource;
+using CGImageSourceRef = std::shared_ptr<CGImageSource>;
+
+/// A source over `data` (shared, not copied). Null when `data` is null or
+/// no codec recognises the bytes and reads the first image's headers (a
+/// header declaring more than 2^28 pixels or a side above 65535 is refused).
+ORVANE_EXPORT CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data);
+/// The same over a copy of `bytes`.
+ORVANE_EXPORT CGImageSourceRef CGImageSourceCreateWithData(ByteView bytes);
+
+/// The number of images: GIF frames, TIFF directories, 1 for the other
+/// formats; 0 for a null source.
+ORVANE_EXPORT std::size_t CGImageSourceGetCount(const CGImageSourceRef& source);
+
+/// The type identifier of the source's format (kUTTypeJPEG, ...); nothing
+/// for a null source.
+ORVANE_EXPORT std::optional<std::string_view> CGImageSourceGetType(const CGImageSourceRef& source);
+
+/// The image at `index`, decoded lazily: the pixels are made on first use,
+/// once, and a drawing that shrinks the image may decode a reduced size
+/// instead (JPEG, JPEG 2000) or stream rows (PNG, TIFF, BMP, GIF). Only the
+/// first image (index 0) is decoded: null for a later index, a null source,
+/// or an image whose layout cannot be represented. The image keeps the
+/// encoded data alive. Pixels: 8- or 16-bit gray, gray + alpha, RGB or RGBA
+/// (alpha last, not premultiplied; 16-bit samples little-endian), in the
+/// embedded ICC profile's colour space, else sRGB or gray gamma 2.2.
+/// Orientation is reported, not applied. A file that ends early decodes to
+/// the rows it has (the rest transparent black).
+ORVANE_EXPORT CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index);
+
+/// The type identifiers a source can read: the six formats.
+ORVANE_EXPORT std::vector<std::string_view> CGImageSourceCopyTypeIdentifiers();
+
+}  // namespace orvane

@@ -1,0 +1,374 @@
+// JPEG 2000 through OpenJPEG: JP2 files and bare J2K codestreams. Reduced
+// decodes skip resolution levels, so a thumbnail never makes the full size.
+// Writing: lossless (reversible 5/3 wavelet) without a quality or at quality
+// 1; below that the irreversible 9/7 wavelet at a rate the quality sets.
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include <openjpeg.h>
+
+#include "Platform/ImageIO/ImageCodec.h"
+
+namespace orvane::imageio {
+namespace {
+
+constexpr std::uint8_t kJp2Signature[12] = {0, 0, 0, 0x0C, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
+constexpr std::uint8_t kJ2kSignature[4] = {0xFF, 0x4F, 0xFF, 0x51};
+
+struct MemoryStream {
+  ByteView input;
+  Data* output = nullptr;
+  std::size_t start = 0;
+  std::uint64_t position = 0;
+};
+
+OPJ_SIZE_T readFn(void* buffer, OPJ_SIZE_T size, void* user) {
+  auto* m = static_cast<MemoryStream*>(user);
+  if (m->position >= m->input.size()) return static_cast<OPJ_SIZE_T>(-1);
+  const std::size_t n = std::min<std::uint64_t>(size, m->input.size() - m->position);
+  std::memcpy(buffer, m->input.data() + m->position, n);
+  m->position += n;
+  return n;
+}
+
+OPJ_SIZE_T writeFn(void* buffer, OPJ_SIZE_T size, void* user) {
+  auto* m = static_cast<MemoryStream*>(user);
+  const std::size_t end = m->start + m->position + size;
+  if (end > m->output->size()) m->output->resize(end);
+  std::memcpy(m->output->data() + m->start + m->position, buffer, size);
+  m->position += size;
+  return size;
+}
+
+std::uint64_t streamSize(const MemoryStream* m) {
+  return m->output ? m->output->size() - m->start : m->input.size();
+}
+
+OPJ_OFF_T skipFn(OPJ_OFF_T offset, void* user) {
+  auto* m = static_cast<MemoryStream*>(user);
+  const std::int64_t target = static_cast<std::int64_t>(m->position) + offset;
+  if (target < 0) return -1;
+  const std::uint64_t limit = m->output ? UINT64_MAX : m->input.size();
+  m->position = std::min<std::uint64_t>(static_cast<std::uint64_t>(target), limit);
+  return offset;
+}
+
+OPJ_BOOL seekFn(OPJ_OFF_T offset, void* user) {
+  auto* m = static_cast<MemoryStream*>(user);
+  if (offset < 0 || (!m->output && static_cast<std::uint64_t>(offset) > streamSize(m))) return OPJ_FALSE;
+  m->position = static_cast<std::uint64_t>(offset);
+  return OPJ_TRUE;
+}
+
+void quiet(const char*, void*) {}
+
+struct StreamCloser {
+  void operator()(opj_stream_t* s) const noexcept { opj_stream_destroy(s); }
+};
+struct CodecCloser {
+  void operator()(opj_codec_t* c) const noexcept { opj_destroy_codec(c); }
+};
+struct ImageCloser {
+  void operator()(opj_image_t* i) const noexcept { opj_image_destroy(i); }
+};
+using Stream = std::unique_ptr<opj_stream_t, StreamCloser>;
+using Codec = std::unique_ptr<opj_codec_t, CodecCloser>;
+using Image = std::unique_ptr<opj_image_t, ImageCloser>;
+
+Stream makeStream(MemoryStream& m, bool input) {
+  Stream s(opj_stream_create(1 << 16, input ? OPJ_TRUE : OPJ_FALSE));
+  if (!s) return s;
+  opj_stream_set_user_data(s.get(), &m, nullptr);
+  if (input) {
+    opj_stream_set_user_data_length(s.get(), m.input.size());
+    opj_stream_set_read_function(s.get(), readFn);
+  } else {
+    opj_stream_set_write_function(s.get(), writeFn);
+  }
+  opj_stream_set_skip_function(s.get(), skipFn);
+  opj_stream_set_seek_function(s.get(), seekFn);
+  return s;
+}
+
+void silence(opj_codec_t* codec) {
+  opj_set_info_handler(codec, quiet, nullptr);
+  opj_set_warning_handler(codec, quiet, nullptr);
+  opj_set_error_handler(codec, quiet, nullptr);
+}
+
+struct Session {
+  MemoryStream memory;
+  Stream stream;
+  Codec codec;
+  Image image;
+  std::uint32_t levels = 1;  // resolution levels every component has
+};
+
+std::uint32_t reducedSide(std::uint32_t x0, std::uint32_t x1, std::uint32_t factor) {
+  const std::uint64_t d = std::uint64_t{1} << factor;
+  return static_cast<std::uint32_t>((x1 + d - 1) / d - (x0 + d - 1) / d);
+}
+
+bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
+  s.memory.input = bytes;
+  s.stream = makeStream(s.memory, true);
+  s.codec.reset(opj_create_decompress(jp2 ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K));
+  if (!s.stream || !s.codec) return false;
+  silence(s.codec.get());
+  opj_dparameters_t parameters;
+  opj_set_default_decoder_parameters(&parameters);
+  if (!opj_setup_decoder(s.codec.get(), &parameters)) return false;
+  opj_image_t* image = nullptr;
+  if (!opj_read_header(s.stream.get(), s.codec.get(), &image)) {
+    opj_image_destroy(image);
+    return false;
+  }
+  s.image.reset(image);
+  const opj_image_t& im = *image;
+  if (im.numcomps < 1 || im.numcomps > 4 || im.x1 <= im.x0 || im.y1 <= im.y0) return false;
+  if (!sizeWithinLimits(im.x1 - im.x0, im.y1 - im.y0)) return false;
+  unsigned precision = 0;
+  for (unsigned c = 0; c < im.numcomps; ++c) {
+    const opj_image_comp_t& comp = im.comps[c];
+    if (comp.prec < 1 || comp.prec > 16 || comp.dx < 1 || comp.dy < 1) return false;
+    precision = std::max<unsigned>(precision, comp.prec);
+  }
+  info.width = im.x1 - im.x0;
+  info.height = im.y1 - im.y0;
+  info.channels = static_cast<std::uint8_t>(im.numcomps == 4 && im.color_space == OPJ_CLRSPC_CMYK ? 3 : im.numcomps);
+  info.bitsPerComponent = precision > 8 ? 16 : 8;
+  info.fileBitsPerSample = static_cast<std::uint8_t>(precision);
+  if (im.icc_profile_buf && im.icc_profile_len && im.color_space != OPJ_CLRSPC_CMYK) {
+    info.iccProfile.assign(im.icc_profile_buf, im.icc_profile_buf + im.icc_profile_len);
+  }
+  if (opj_codestream_info_v2_t* cs = opj_get_cstr_info(s.codec.get())) {
+    s.levels = cs->m_default_tile_info.tccp_info ? cs->m_default_tile_info.tccp_info[0].numresolutions : 1;
+    for (unsigned c = 1; cs->m_default_tile_info.tccp_info && c < cs->nbcomps; ++c) {
+      s.levels = std::min(s.levels, cs->m_default_tile_info.tccp_info[c].numresolutions);
+    }
+    opj_destroy_cstr_info(&cs);
+  }
+  s.levels = std::max<std::uint32_t>(s.levels, 1);
+  return true;
+}
+
+// Places the decoded components into our layout: subsampled components are
+// repeated, precision below 8 (or between 9 and 15) is shifted up, signed
+// samples offset, sYCC turned into RGB and CMYK into RGB.
+void fillPixels(const opj_image_t& im, Pixels& px) {
+  const ImageInfo& info = px.info;
+  const unsigned comps = im.numcomps;
+  const bool cmyk = comps == 4 && im.color_space == OPJ_CLRSPC_CMYK;
+  const bool sycc = comps >= 3 && im.color_space == OPJ_CLRSPC_SYCC;
+  const unsigned outBits = info.bitsPerComponent;
+  std::vector<std::uint8_t> cmykRow(cmyk ? std::size_t{info.width} * 4 : 0);
+  const CmykConverter cmykConverter(ByteView(), false);
+  std::vector<std::uint32_t> columnOf[4];
+  for (unsigned c = 0; c < comps; ++c) {
+    const opj_image_comp_t& comp = im.comps[c];
+    columnOf[c].resize(info.width);
+    for (std::uint32_t x = 0; x < info.width; ++x) {
+      const std::uint64_t cx = comp.w ? std::uint64_t{x} * comp.w / info.width : 0;
+      columnOf[c][x] = static_cast<std::uint32_t>(std::min<std::uint64_t>(cx, comp.w ? comp.w - 1 : 0));
+    }
+  }
+  for (std::uint32_t y = 0; y < info.height; ++y) {
+    std::uint8_t* out = px.row(y);
+    for (std::uint32_t x = 0; x < info.width; ++x) {
+      int v[4] = {0, 0, 0, 0};
+      for (unsigned c = 0; c < comps; ++c) {
+        const opj_image_comp_t& comp = im.comps[c];
+        if (!comp.data || !comp.w || !comp.h) continue;
+        const std::uint64_t cy = std::min<std::uint64_t>(std::uint64_t{y} * comp.h / info.height, comp.h - 1);
+        int s = comp.data[cy * comp.w + columnOf[c][x]];
+        if (comp.sgnd) s += 1 << (comp.prec - 1);
+        const int maxValue = (1 << comp.prec) - 1;
+        s = std::clamp(s, 0, maxValue);
+        const int target = static_cast<int>(outBits);
+        v[c] = target >= static_cast<int>(comp.prec) ? s << (target - static_cast<int>(comp.prec))
+                                                     : s >> (static_cast<int>(comp.prec) - target);
+      }
+      if (sycc && outBits == 8) {
+        const double Y = v[0], cb = v[1] - 128.0, cr = v[2] - 128.0;
+        v[0] = std::clamp(static_cast<int>(std::lround(Y + 1.402 * cr)), 0, 255);
+        v[1] = std::clamp(static_cast<int>(std::lround(Y - 0.344136 * cb - 0.714136 * cr)), 0, 255);
+        v[2] = std::clamp(static_cast<int>(std::lround(Y + 1.772 * cb)), 0, 255);
+      }
+      if (cmyk) {
+        for (unsigned c = 0; c < 4; ++c) {
+          cmykRow[x * 4 + c] = static_cast<std::uint8_t>(outBits == 16 ? v[c] >> 8 : v[c]);
+        }
+        continue;
+      }
+      for (unsigned c = 0; c < info.channels; ++c) {
+        if (outBits == 16) {
+          const auto s = static_cast<std::uint16_t>(v[c]);
+          std::memcpy(out + (std::size_t{x} * info.channels + c) * 2, &s, 2);
+        } else {
+          out[std::size_t{x} * info.channels + c] = static_cast<std::uint8_t>(v[c]);
+        }
+      }
+    }
+    if (cmyk) cmykConverter.convert(cmykRow.data(), out, info.width);
+  }
+}
+
+bool isJp2(ByteView b) { return b.size() >= 12 && std::memcmp(b.data(), kJp2Signature, 12) == 0; }
+bool isJ2k(ByteView b) { return b.size() >= 4 && std::memcmp(b.data(), kJ2kSignature, 4) == 0; }
+
+class Jpeg2000Codec final : public ImageCodec {
+ public:
+  ImageFormat format() const noexcept override { return ImageFormat::JPEG2000; }
+
+  bool sniff(ByteView b) const noexcept override { return isJp2(b) || isJ2k(b); }
+
+  std::optional<ImageInfo> readInfo(ByteView bytes) const override {
+    if (!sniff(bytes)) return std::nullopt;
+    Session s;
+    ImageInfo info;
+    if (!openHeader(bytes, isJp2(bytes), s, info)) return std::nullopt;
+    return info;
+  }
+
+  std::optional<Pixels> decode(ByteView bytes) const override { return decodeAt(bytes, 0, 0); }
+
+  std::optional<Pixels> decodeReduced(ByteView bytes, std::uint32_t minWidth,
+                                      std::uint32_t minHeight) const override {
+    return decodeAt(bytes, minWidth, minHeight);
+  }
+
+  bool encode(const PixelsView& src, const EncodeOptions& options, Data& out) const override;
+
+ private:
+  // minWidth == 0: full size. Otherwise the most reduced level that keeps at
+  // least minWidth x minHeight, or nothing when that is the full size.
+  static std::optional<Pixels> decodeAt(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight) {
+    if (!isJp2(bytes) && !isJ2k(bytes)) return std::nullopt;
+    Session s;
+    ImageInfo info;
+    if (!openHeader(bytes, isJp2(bytes), s, info)) return std::nullopt;
+    const opj_image_t& header = *s.image;
+    std::uint32_t factor = 0;
+    if (minWidth > 0 || minHeight > 0) {
+      for (std::uint32_t f = s.levels - 1; f > 0; --f) {
+        if (reducedSide(header.x0, header.x1, f) >= minWidth && reducedSide(header.y0, header.y1, f) >= minHeight) {
+          factor = f;
+          break;
+        }
+      }
+      if (factor == 0) return std::nullopt;
+      if (!opj_set_decoded_resolution_factor(s.codec.get(), factor)) return std::nullopt;
+    }
+    if (!opj_decode(s.codec.get(), s.stream.get(), s.image.get())) return std::nullopt;
+    opj_end_decompress(s.codec.get(), s.stream.get());
+    const opj_image_t& im = *s.image;
+    info.width = reducedSide(im.x0, im.x1, factor);
+    info.height = reducedSide(im.y0, im.y1, factor);
+    if (factor == 0) {
+      info.width = im.x1 - im.x0;
+      info.height = im.y1 - im.y0;
+    }
+    auto pixels = allocatePixels(info);
+    if (!pixels) return std::nullopt;
+    fillPixels(im, *pixels);
+    return pixels;
+  }
+};
+
+bool Jpeg2000Codec::encode(const PixelsView& src, const EncodeOptions& options, Data& out) const {
+  if (!src.valid()) return false;
+  const unsigned comps = src.channels;
+  const unsigned bits = src.bitsPerComponent;
+  std::vector<opj_image_cmptparm_t> params(comps);
+  for (auto& p : params) {
+    std::memset(&p, 0, sizeof p);
+    p.dx = p.dy = 1;
+    p.w = src.width;
+    p.h = src.height;
+    p.prec = bits;
+    p.sgnd = 0;
+  }
+  Image image(opj_image_create(comps, params.data(), comps <= 2 ? OPJ_CLRSPC_GRAY : OPJ_CLRSPC_SRGB));
+  if (!image) return false;
+  image->x0 = image->y0 = 0;
+  image->x1 = src.width;
+  image->y1 = src.height;
+  if (comps == 2 || comps == 4) image->comps[comps - 1].alpha = 1;
+  for (std::uint32_t y = 0; y < src.height; ++y) {
+    const std::uint8_t* row = src.row(y);
+    for (std::uint32_t x = 0; x < src.width; ++x) {
+      for (unsigned c = 0; c < comps; ++c) {
+        const std::size_t i = std::size_t{x} * comps + c;
+        int v;
+        if (bits == 8) {
+          v = row[i];
+        } else {
+          std::uint16_t s;
+          std::memcpy(&s, row + i * 2, 2);
+          v = s;
+        }
+        image->comps[c].data[std::size_t{y} * src.width + x] = v;
+      }
+    }
+  }
+  // The profile is lent to the image for the encode (OpenJPEG only reads it)
+  // and taken back before the image is destroyed.
+  std::vector<std::uint8_t> icc(src.iccProfile.begin(), src.iccProfile.end());
+  struct ProfileLoan {
+    opj_image_t* image;
+    ~ProfileLoan() {
+      image->icc_profile_buf = nullptr;
+      image->icc_profile_len = 0;
+    }
+  } loan{image.get()};
+  if (!icc.empty()) {
+    image->icc_profile_buf = icc.data();
+    image->icc_profile_len = static_cast<OPJ_UINT32>(icc.size());
+  }
+  opj_cparameters_t parameters;
+  opj_set_default_encoder_parameters(&parameters);
+  parameters.tcp_numlayers = 1;
+  parameters.cp_disto_alloc = 1;
+  const double quality = std::clamp(options.quality.value_or(1.0), 0.0, 1.0);
+  if (quality >= 1.0) {
+    parameters.irreversible = 0;
+    parameters.tcp_rates[0] = 0;  // lossless
+  } else {
+    parameters.irreversible = 1;
+    // Compression ratio 2^((1 - q) * 8): 0.8 about 3:1, 0.5 16:1, 0 256:1.
+    parameters.tcp_rates[0] = static_cast<float>(std::exp2((1.0 - quality) * 8.0));
+  }
+  parameters.tcp_mct = comps >= 3 ? 1 : 0;
+  const std::uint32_t smaller = std::min(src.width, src.height);
+  while (parameters.numresolution > 1 && (smaller >> (parameters.numresolution - 1)) == 0) --parameters.numresolution;
+
+  const std::size_t start = out.size();
+  bool ok = false;
+  {
+    MemoryStream memory;
+    memory.output = &out;
+    memory.start = start;
+    Codec codec(opj_create_compress(OPJ_CODEC_JP2));
+    Stream stream = makeStream(memory, false);
+    if (codec && stream) {
+      silence(codec.get());
+      ok = opj_setup_encoder(codec.get(), &parameters, image.get()) &&
+           opj_start_compress(codec.get(), image.get(), stream.get()) && opj_encode(codec.get(), stream.get()) &&
+           opj_end_compress(codec.get(), stream.get());
+    }
+  }
+  if (!ok) out.resize(start);
+  return ok;
+}
+
+}  // namespace
+
+const ImageCodec& jpeg2000Codec() noexcept {
+  static const Jpeg2000Codec codec;
+  return codec;
+}
+
+}  // namespace orvane::imageio
