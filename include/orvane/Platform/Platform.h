@@ -13,6 +13,7 @@
 #include "orvane/Platform/Foundation/Data.h"
 #include "orvane/Platform/System/DesktopAppearance.h"
 #include "orvane/Platform/Foundation/Environment.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/AppKit/NSAffineTransform.h"
 #include "orvane/Platform/AppKit/NSAppearance.h"
 #include "orvane/Platform/AppKit/NSApplication.h"
