@@ -3,6 +3,9 @@
 #include "Platform/ImageIO/CodecImage.h"
 #include "Platform/ImageIO/ImageIOInternal.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace orvane {
 
 class CGImageDestination {
@@ -14,19 +17,37 @@ class CGImageDestination {
   const imageio::ImageCodec& codec;
   std::size_t capacity;
   std::vector<CGImageRef> images;
-  imageio::EncodeOptions options;
+  imageio::EncodeOptions options;     // from the creation options
+  std::optional<double> imageQuality;  // from the first image's properties: wins
   bool finalised = false;
 };
 
-CGImageDestinationRef CGImageDestinationCreateWithData(std::shared_ptr<Data> data, std::string_view type,
-                                                       std::size_t count) {
-  const auto format = imageio::formatOfTypeIdentifier(type);
-  if (!data || !format || count == 0) return nullptr;
-  return std::make_shared<CGImageDestination>(std::move(data), imageio::codecFor(*format), count);
+namespace {
+
+// The lossy quality a dictionary asks for, clamped to 0...1; nothing when it
+// has none or it is not a number.
+std::optional<double> qualityIn(const NSDictionary* dictionary) {
+  if (!dictionary) return std::nullopt;
+  const auto quality = dictionary->doubleForKey(kCGImageDestinationLossyCompressionQuality);
+  if (!quality || std::isnan(*quality)) return std::nullopt;
+  return std::clamp(*quality, 0.0, 1.0);
 }
 
-void CGImageDestinationAddImage(const CGImageDestinationRef& destination, CGImageRef image) {
+}  // namespace
+
+CGImageDestinationRef CGImageDestinationCreateWithData(std::shared_ptr<Data> data, std::string_view type,
+                                                       std::size_t count, const NSDictionary* options) {
+  const auto format = imageio::formatOfTypeIdentifier(type);
+  if (!data || !format || count == 0) return nullptr;
+  auto destination = std::make_shared<CGImageDestination>(std::move(data), imageio::codecFor(*format), count);
+  destination->options.quality = qualityIn(options);
+  return destination;
+}
+
+void CGImageDestinationAddImage(const CGImageDestinationRef& destination, CGImageRef image,
+                                const NSDictionary* properties) {
   if (!destination || !image || destination->images.size() >= destination->capacity) return;
+  if (destination->images.empty()) destination->imageQuality = qualityIn(properties);
   destination->images.push_back(std::move(image));
 }
 
@@ -35,18 +56,13 @@ bool CGImageDestinationFinalize(const CGImageDestinationRef& destination) {
   destination->finalised = true;
   const auto pixels = imageio::pixelsOfImage(destination->images.front());
   if (!pixels) return false;
-  return destination->codec.encode(pixels->view, destination->options, *destination->data);
+  imageio::EncodeOptions options = destination->options;
+  if (destination->imageQuality) options.quality = destination->imageQuality;
+  return destination->codec.encode(pixels->view, options, *destination->data);
 }
 
 std::vector<std::string_view> CGImageDestinationCopyTypeIdentifiers() {
   return {kUTTypeJPEG, kUTTypePNG, kUTTypeTIFF, kUTTypeGIF, kUTTypeBMP, kUTTypeJPEG2000};
 }
 
-namespace imageio {
-
-void setDestinationQuality(const CGImageDestinationRef& destination, double quality) {
-  if (destination) destination->options.quality = quality;
-}
-
-}  // namespace imageio
 }  // namespace orvane

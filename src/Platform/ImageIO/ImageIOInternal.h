@@ -17,7 +17,4 @@ const ImageInfo* sourceImageInfo(const CGImageSourceRef& source, std::size_t ind
 const ImageCodec* sourceCodec(const CGImageSourceRef& source);
 std::shared_ptr<const Data> sourceData(const CGImageSourceRef& source);
 
-/// Sets the lossy quality (0...1) the destination's encoder gets.
-void setDestinationQuality(const CGImageDestinationRef& destination, double quality);
-
 }  // namespace orvane::imageio

@@ -8,6 +8,7 @@
 #include "orvane/Export.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
 #include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/ImageIO/CGImageProperties.h"
 #include "orvane/Platform/ImageIO/UTCoreTypes.h"
 
@@ -29,13 +30,19 @@ using CGImageDestinationRef = std::shared_ptr<CGImageDestination>;
 /// Deflate cost ten times that; PNG is the compact lossless choice);
 /// BMP 8-bit gray, 24-bit RGB or 32-bit RGBA; GIF quantised to a palette of
 /// our own (exact up to 256 colours, median cut beyond).
+/// `options` may hold kCGImageDestinationLossyCompressionQuality (0...1,
+/// clamped) for JPEG and JPEG 2000; null for none.
 ORVANE_EXPORT CGImageDestinationRef CGImageDestinationCreateWithData(std::shared_ptr<Data> data,
-                                                                     std::string_view type, std::size_t count);
+                                                                     std::string_view type, std::size_t count,
+                                                                     const NSDictionary* options = nullptr);
 
 /// Queues `image` (kept, not copied; never changed). Images beyond the
 /// count given at creation, and null images, are ignored. Only the first
 /// queued image is written: these formats hold one image here.
-ORVANE_EXPORT void CGImageDestinationAddImage(const CGImageDestinationRef& destination, CGImageRef image);
+/// `properties` may hold kCGImageDestinationLossyCompressionQuality, which
+/// wins over the creation options' for this image; null for none.
+ORVANE_EXPORT void CGImageDestinationAddImage(const CGImageDestinationRef& destination, CGImageRef image,
+                                              const NSDictionary* properties = nullptr);
 
 /// Encodes the queued image and appends the file to the data. True on
 /// success; false (the data unchanged) for a null destination, no image, a
