@@ -28,19 +28,16 @@ TEST(NSScreenTest, DesktopSessionGivesAScreenScaledByTheToolkitVariables) {
   };
   const Case cases[] = {
       {{}, false, 0},
-      {{{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}}, false, 0},
+      {{{"DISPLAY", ""}}, false, 0},
       {{{"GDK_SCALE", "2"}}, false, 0},
       {{{"DISPLAY", ":0"}}, true, 1},
-      {{{"WAYLAND_DISPLAY", "wayland-0"}}, true, 1},
       {{{"WAYLAND_DISPLAY", "wayland-0"}, {"GDK_SCALE", "2"}}, true, 2},
       {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "1.5"}}, true, 1.5},
       {{{"DISPLAY", ":1"}, {"GDK_SCALE", "3"}, {"QT_SCALE_FACTOR", "1.5"}}, true, 3},
       // A value that is not a positive finite number, whole, does not count.
       {{{"DISPLAY", ":1"}, {"GDK_SCALE", "2x"}, {"QT_SCALE_FACTOR", "1.25"}}, true, 1.25},
       {{{"DISPLAY", ":1"}, {"GDK_SCALE", "0"}}, true, 1},
-      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "-2"}}, true, 1},
       {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "inf"}}, true, 1},
-      {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", ""}}, true, 1},
   };
   for (const Case& c : cases) {
     const auto screen = sessionScreen([&](const char* name) -> const char* {
@@ -76,13 +73,9 @@ TEST_F(MainScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth)
   EXPECT_EQ(screen->resolution(), (CGSize{144, 150}));
   EXPECT_EQ(screen->backingScaleFactor(), 2.0);
 
-  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-  for (auto [resolution, scale] : {std::pair{CGSize{0, 72}, 1.0}, {CGSize{72, -72}, 1.0},
-                                   {CGSize{72, 72}, 0.0}, {CGSize{72, 72}, nan},
-                                   {CGSize{nan, 72}, 1.0}}) {
-    EXPECT_FALSE(NSScreen::setMainScreen(resolution, scale));
-    EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0) << "kept";
-  }
+  EXPECT_FALSE(NSScreen::setMainScreen({0, 72}, 1));
+  EXPECT_FALSE(NSScreen::setMainScreen({72, 72}, std::numeric_limits<double>::quiet_NaN()));
+  EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0) << "refused: kept";
 
   {
     ScopedEnvironmentOverrides none(screenOverride(MainScreenOverride{}));

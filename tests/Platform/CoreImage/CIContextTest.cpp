@@ -79,18 +79,6 @@ TEST(CIContextTest, WholePixelMovesCopyPixelsAndLeaveTheRestTransparent) {
     }
 }
 
-TEST(CIContextTest, AQuarterTurnAboutTheCentreTurnsThePixels) {
-  constexpr std::size_t n = 8;
-  const auto image = CIImage::imageWithCGImage(makeImage(n, n, noise));
-  const auto turned = image->imageByApplyingTransform(turnAbout(n / 2.0, 90));
-  const auto out = context()->createCGImageFromRect(turned, CGRectMake(0, 0, n, n));
-  ASSERT_NE(out, nullptr);
-  // Counter-clockwise in y-up: source (col, row) lands on (row, n - 1 - col).
-  for (std::size_t row = 0; row < n; ++row)
-    for (std::size_t col = 0; col < n; ++col)
-      EXPECT_TRUE(within(pixelOf(out, row, n - 1 - col), noise(col, row), 1)) << col << "," << row;
-}
-
 TEST(CIContextTest, AThousandSmallTurnsAreSampledOnceAndGiveTheImageBack) {
   constexpr std::size_t n = 32;
   const auto image = CIImage::imageWithCGImage(makeImage(n, n, noise));
@@ -112,30 +100,6 @@ TEST(CIContextTest, AThousandSmallTurnsAreSampledOnceAndGiveTheImageBack) {
       // Half the turns is half a turn: the picture upside down.
       EXPECT_TRUE(within(pixelOf(half, n - 1 - col, n - 1 - row), noise(col, row), 1))
           << col << "," << row;
-    }
-}
-
-TEST(CIContextTest, ShrinkingAveragesEverySourcePixel) {
-  // 4 x 4 to 2 x 2: each output pixel is the mean of a 2 x 2 block.
-  const auto at = [](std::size_t col, std::size_t row) -> Pixel {
-    return {static_cast<std::uint8_t>(40 * col + 10 * row), static_cast<std::uint8_t>(200 - 30 * row),
-            static_cast<std::uint8_t>((col + row) % 2 ? 0 : 200), 255};
-  };
-  const auto half = CIImage::imageWithCGImage(makeImage(4, 4, at))
-                        ->imageByApplyingTransform(CGAffineTransformMakeScale(0.5, 0.5));
-  const auto out = context()->createCGImageFromRect(half, half->extent());
-  ASSERT_NE(out, nullptr);
-  ASSERT_EQ(CGImageGetWidth(out), 2u);
-  for (std::size_t row = 0; row < 2; ++row)
-    for (std::size_t col = 0; col < 2; ++col) {
-      Pixel mean{};
-      for (int i = 0; i < 4; ++i) {
-        int sum = 0;
-        for (std::size_t dy = 0; dy < 2; ++dy)
-          for (std::size_t dx = 0; dx < 2; ++dx) sum += at(2 * col + dx, 2 * row + dy)[i];
-        mean[i] = static_cast<std::uint8_t>((sum + 2) / 4);
-      }
-      EXPECT_TRUE(within(pixelOf(out, col, row), mean, 1)) << col << "," << row;
     }
 }
 
