@@ -3,6 +3,11 @@
 #include "Platform/ImageIO/CodecImage.h"
 #include "Platform/ImageIO/ImageIOInternal.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include "orvane/Platform/CoreGraphics/CGContext.h"
+
 namespace orvane {
 
 class CGImageSource {
@@ -60,6 +65,49 @@ const ImageCodec* sourceCodec(const CGImageSourceRef& source) { return source ? 
 
 std::shared_ptr<const Data> sourceData(const CGImageSourceRef& source) {
   return source ? source->data() : nullptr;
+}
+
+CGAffineTransform orientationTransform(std::uint16_t orientation, double w, double h) {
+  // x' = a x + c y + tx, y' = b x + d y + ty, with the image drawn in (0, 0, w, h).
+  switch (orientation) {
+    case 2: return CGAffineTransformMake(-1, 0, 0, 1, w, 0);   // mirrored left to right
+    case 3: return CGAffineTransformMake(-1, 0, 0, -1, w, h);  // turned half round
+    case 4: return CGAffineTransformMake(1, 0, 0, -1, 0, h);   // mirrored top to bottom
+    case 5: return CGAffineTransformMake(0, -1, -1, 0, h, w);  // transposed
+    case 6: return CGAffineTransformMake(0, -1, 1, 0, 0, w);   // stored a quarter turn anticlockwise
+    case 7: return CGAffineTransformMake(0, 1, 1, 0, 0, 0);    // transversed
+    case 8: return CGAffineTransformMake(0, 1, -1, 0, h, 0);   // stored a quarter turn clockwise
+    default: return CGAffineTransformIdentity;
+  }
+}
+
+CGImageRef createThumbnail(const CGImageSourceRef& source, std::size_t index, std::optional<double> maxPixelSize,
+                           bool fromImageAlways, bool withTransform) {
+  const ImageInfo* info = sourceImageInfo(source, index);
+  if (!info || !fromImageAlways) return nullptr;
+  const CGImageRef image = CGImageSourceCreateImageAtIndex(source, index);
+  if (!image) return nullptr;
+  const std::uint16_t orientation = withTransform ? info->orientation : 1;
+  const bool turned = orientation >= 5;
+  double scale = 1.0;
+  const double longer = std::max(info->width, info->height);
+  if (maxPixelSize && *maxPixelSize > 0 && *maxPixelSize < longer) scale = std::floor(*maxPixelSize) / longer;
+  const double w = std::max(1.0, std::round(info->width * scale)), h = std::max(1.0, std::round(info->height * scale));
+  const double canvasW = turned ? h : w, canvasH = turned ? w : h;
+  const bool gray = info->isGray() && !info->hasAlpha();
+  CGColorSpaceRef space = CGImageGetColorSpace(image);
+  CGContextRef context =
+      CGBitmapContextCreate(nullptr, static_cast<std::size_t>(canvasW), static_cast<std::size_t>(canvasH), 8, 0, space,
+                            gray ? kCGImageAlphaNone : kCGImageAlphaPremultipliedLast);
+  if (!context) {
+    context = CGBitmapContextCreate(nullptr, static_cast<std::size_t>(canvasW), static_cast<std::size_t>(canvasH), 8, 0,
+                                    CGColorSpaceCreateWithName(gray ? kCGColorSpaceGenericGrayGamma2_2 : kCGColorSpaceSRGB),
+                                    gray ? kCGImageAlphaNone : kCGImageAlphaPremultipliedLast);
+  }
+  if (!context) return nullptr;
+  CGContextConcatCTM(context, orientationTransform(orientation, w, h));
+  CGContextDrawImage(context, CGRectMake(0, 0, w, h), image);
+  return CGBitmapContextCreateImage(context);
 }
 
 }  // namespace imageio
