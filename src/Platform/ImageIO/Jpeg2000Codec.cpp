@@ -209,6 +209,34 @@ bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
 void fillPixels(const opj_image_t& im, Pixels& px) {
   const ImageInfo& info = px.info;
   const unsigned comps = im.numcomps;
+  // The usual case: full-resolution unsigned components of the output depth,
+  // interleaved as they are.
+  bool plain = im.color_space != OPJ_CLRSPC_SYCC && im.color_space != OPJ_CLRSPC_CMYK && comps == info.channels;
+  for (unsigned c = 0; plain && c < comps; ++c) {
+    const opj_image_comp_t& comp = im.comps[c];
+    plain = comp.data && !comp.sgnd && comp.w == info.width && comp.h == info.height &&
+            comp.prec == info.bitsPerComponent;
+  }
+  if (plain) {
+    const std::size_t count = std::size_t{info.width} * info.height;
+    if (info.bitsPerComponent == 8) {
+      std::uint8_t* out = px.storage.data();
+      const OPJ_INT32* in[4] = {};
+      for (unsigned c = 0; c < comps; ++c) in[c] = im.comps[c].data;
+      for (std::size_t i = 0; i < count; ++i, out += comps) {
+        for (unsigned c = 0; c < comps; ++c) out[c] = static_cast<std::uint8_t>(std::clamp(in[c][i], 0, 255));
+      }
+    } else {
+      for (unsigned c = 0; c < comps; ++c) {
+        const OPJ_INT32* in = im.comps[c].data;
+        for (std::size_t i = 0; i < count; ++i) {
+          const auto v = static_cast<std::uint16_t>(std::clamp(in[i], 0, 65535));
+          std::memcpy(px.storage.data() + (i * comps + c) * 2, &v, 2);
+        }
+      }
+    }
+    return;
+  }
   const bool cmyk = comps == 4 && im.color_space == OPJ_CLRSPC_CMYK;
   const bool sycc = comps >= 3 && im.color_space == OPJ_CLRSPC_SYCC;
   const unsigned outBits = info.bitsPerComponent;
