@@ -24,7 +24,7 @@ class CGImageSource {
   imageio::ImageInfo info_;
 };
 
-CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data) {
+CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data, const NSDictionary*) {
   if (!data) return nullptr;
   const imageio::ImageCodec* codec = imageio::sniffCodec(*data);
   if (!codec) return nullptr;
@@ -33,7 +33,7 @@ CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data) {
   return std::make_shared<CGImageSource>(std::move(data), *codec, std::move(*info));
 }
 
-CGImageSourceRef CGImageSourceCreateWithData(ByteView bytes) {
+CGImageSourceRef CGImageSourceCreateWithData(ByteView bytes, const NSDictionary*) {
   return CGImageSourceCreateWithData(std::make_shared<const Data>(bytes.begin(), bytes.end()));
 }
 
@@ -46,9 +46,37 @@ std::optional<std::string_view> CGImageSourceGetType(const CGImageSourceRef& sou
   return imageio::typeIdentifierOf(source->codec().format());
 }
 
-CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index) {
+CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index, const NSDictionary*) {
   if (!source || index != 0) return nullptr;
   return imageio::createCodecImage(source->data(), source->codec(), source->info());
+}
+
+std::shared_ptr<const NSDictionary> CGImageSourceCopyPropertiesAtIndex(const CGImageSourceRef& source,
+                                                                       std::size_t index, const NSDictionary*) {
+  if (!source || index != 0) return nullptr;
+  const imageio::ImageInfo& info = source->info();
+  NSDictionary::Entries entries;
+  entries.emplace(kCGImagePropertyPixelWidth, std::int64_t{info.width});
+  entries.emplace(kCGImagePropertyPixelHeight, std::int64_t{info.height});
+  entries.emplace(kCGImagePropertyOrientation, std::int64_t{info.orientation});
+  entries.emplace(kCGImagePropertyDepth, std::int64_t{info.fileBitsPerSample});
+  entries.emplace(kCGImagePropertyHasAlpha, info.hasAlpha());
+  entries.emplace(kCGImagePropertyColorModel,
+                  info.isGray() ? kCGImagePropertyColorModelGray : kCGImagePropertyColorModelRGB);
+  if (info.dpiWidth > 0 && info.dpiHeight > 0) {
+    entries.emplace(kCGImagePropertyDPIWidth, info.dpiWidth);
+    entries.emplace(kCGImagePropertyDPIHeight, info.dpiHeight);
+  }
+  return std::make_shared<const NSDictionary>(std::move(entries));
+}
+
+CGImageRef CGImageSourceCreateThumbnailAtIndex(const CGImageSourceRef& source, std::size_t index,
+                                               const NSDictionary* options) {
+  if (!options) return nullptr;
+  const std::optional<double> maxSize = options->doubleForKey(kCGImageSourceThumbnailMaxPixelSize);
+  return imageio::createThumbnail(source, index, maxSize,
+                                  options->boolForKey(kCGImageSourceCreateThumbnailFromImageAlways).value_or(false),
+                                  options->boolForKey(kCGImageSourceCreateThumbnailWithTransform).value_or(false));
 }
 
 std::vector<std::string_view> CGImageSourceCopyTypeIdentifiers() {

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "Platform/CoreGraphics/ImageInternal.h"
-#include "Platform/ImageIO/ImageIOInternal.h"
+#include "Platform/ImageIO/ImageCodec.h"
 #include "orvane/Platform/CoreGraphics/CGDataProvider.h"
 #include "orvane/Platform/ImageIO/CGImageDestination.h"
 #include "orvane/Platform/ImageIO/CGImageSource.h"
@@ -219,8 +219,14 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
     Data png;
     ASSERT_TRUE(imageio::pngCodec().encode(view, {}, png));
     const auto source = CGImageSourceCreateWithData(png);
-    EXPECT_FALSE(imageio::createThumbnail(source, 0, std::nullopt, false, true)) << "no embedded thumbnail";
-    const CGImageRef thumb = imageio::createThumbnail(source, 0, std::nullopt, true, true);
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyOrientation), orientation);
+    const NSDictionary onlyTransform{{kCGImageSourceCreateThumbnailWithTransform, true}};
+    EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(source, 0, &onlyTransform)) << "no embedded thumbnail";
+    const NSDictionary options{{kCGImageSourceCreateThumbnailWithTransform, true},
+                               {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
     ASSERT_TRUE(thumb);
     const bool turned = orientation >= 5;
     ASSERT_EQ(CGImageGetWidth(thumb), turned ? H : W);
@@ -235,7 +241,8 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
         }
       }
     // Without the transform the stored layout comes back.
-    const CGImageRef plain = imageio::createThumbnail(source, 0, std::nullopt, true, false);
+    const NSDictionary stored{{kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef plain = CGImageSourceCreateThumbnailAtIndex(source, 0, &stored);
     ASSERT_TRUE(plain);
     EXPECT_EQ(CGImageGetWidth(plain), W);
   }
@@ -250,7 +257,15 @@ TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
   for (std::string_view type : {kUTTypeJPEG, kUTTypePNG, kUTTypeJPEG2000}) {
     SCOPED_TRACE(std::string(type));
     const auto source = CGImageSourceCreateWithData(*write(wide, type));
-    const CGImageRef thumb = imageio::createThumbnail(source, 0, 100.0, true, true);
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelWidth), 400.0);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelHeight), 200.0);
+    EXPECT_EQ(properties->boolForKey(kCGImagePropertyHasAlpha), false);
+    EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
+    const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100},
+                               {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
     ASSERT_TRUE(thumb);
     EXPECT_EQ(CGImageGetWidth(thumb), 100u);
     EXPECT_EQ(CGImageGetHeight(thumb), 50u);
@@ -261,7 +276,9 @@ TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
       const double expected = (4 * x + 1.5) * 255.0 / 399.0;
       EXPECT_NEAR(got[25 * stride + x], expected, 3.0) << x;
     }
-    const CGImageRef same = imageio::createThumbnail(source, 0, 1000.0, true, true);
+    const NSDictionary large{{kCGImageSourceThumbnailMaxPixelSize, 1000.0},
+                             {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef same = CGImageSourceCreateThumbnailAtIndex(source, 0, &large);
     ASSERT_TRUE(same);
     EXPECT_EQ(CGImageGetWidth(same), 400u) << "never enlarged";
   }
@@ -273,6 +290,8 @@ TEST(ImageSource, AnswersNothingForBadArguments) {
   EXPECT_EQ(CGImageSourceGetCount(nullptr), 0u);
   EXPECT_FALSE(CGImageSourceGetType(nullptr));
   EXPECT_FALSE(CGImageSourceCreateImageAtIndex(nullptr, 0));
+  EXPECT_FALSE(CGImageSourceCopyPropertiesAtIndex(nullptr, 0));
+  EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(nullptr, 0, nullptr));
   auto data = std::make_shared<Data>();
   EXPECT_FALSE(CGImageDestinationCreateWithData(data, "public.webp", 1));
   EXPECT_FALSE(CGImageDestinationCreateWithData(data, kUTTypePNG, 0));
