@@ -165,10 +165,20 @@ void convertFileRow(const Header& h, const std::uint8_t* src, std::uint8_t* out)
       const unsigned bytes = h.bits / 8;
       // Byte-aligned 8-bit channels (the usual BGR and BGRA): copy bytes.
       if (h.byteChannels) {
+        unsigned at[4] = {0, 0, 0, 0};
+        for (unsigned c = 0; c < ch; ++c) at[c] = h.masks[c].shift / 8;
+        if (bytes == 3 && ch == 3 && at[0] == 2 && at[1] == 1 && at[2] == 0) {
+          for (std::uint32_t x = 0; x < columns; ++x, src += 3, out += 3) {
+            out[0] = src[2];
+            out[1] = src[1];
+            out[2] = src[0];
+          }
+          break;
+        }
         for (std::uint32_t x = 0; x < columns; ++x) {
           const std::uint8_t* p = src + std::size_t{x} * bytes;
           std::uint8_t* o = out + std::size_t{x} * ch;
-          for (unsigned c = 0; c < ch; ++c) o[c] = p[h.masks[c].shift / 8];
+          for (unsigned c = 0; c < ch; ++c) o[c] = p[at[c]];
         }
         break;
       }

@@ -3,6 +3,11 @@
 #include "Platform/ImageIO/CodecImage.h"
 #include "Platform/ImageIO/ImageIOInternal.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include "orvane/Platform/CoreGraphics/CGContext.h"
+
 namespace orvane {
 
 class CGImageSource {
@@ -19,7 +24,7 @@ class CGImageSource {
   imageio::ImageInfo info_;
 };
 
-CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data) {
+CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data, const NSDictionary*) {
   if (!data) return nullptr;
   const imageio::ImageCodec* codec = imageio::sniffCodec(*data);
   if (!codec) return nullptr;
@@ -28,7 +33,7 @@ CGImageSourceRef CGImageSourceCreateWithData(std::shared_ptr<const Data> data) {
   return std::make_shared<CGImageSource>(std::move(data), *codec, std::move(*info));
 }
 
-CGImageSourceRef CGImageSourceCreateWithData(ByteView bytes) {
+CGImageSourceRef CGImageSourceCreateWithData(ByteView bytes, const NSDictionary*) {
   return CGImageSourceCreateWithData(std::make_shared<const Data>(bytes.begin(), bytes.end()));
 }
 
@@ -41,9 +46,37 @@ std::optional<std::string_view> CGImageSourceGetType(const CGImageSourceRef& sou
   return imageio::typeIdentifierOf(source->codec().format());
 }
 
-CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index) {
+CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index, const NSDictionary*) {
   if (!source || index != 0) return nullptr;
   return imageio::createCodecImage(source->data(), source->codec(), source->info());
+}
+
+std::shared_ptr<const NSDictionary> CGImageSourceCopyPropertiesAtIndex(const CGImageSourceRef& source,
+                                                                       std::size_t index, const NSDictionary*) {
+  if (!source || index != 0) return nullptr;
+  const imageio::ImageInfo& info = source->info();
+  NSDictionary::Entries entries;
+  entries.emplace(kCGImagePropertyPixelWidth, std::int64_t{info.width});
+  entries.emplace(kCGImagePropertyPixelHeight, std::int64_t{info.height});
+  entries.emplace(kCGImagePropertyOrientation, std::int64_t{info.orientation});
+  entries.emplace(kCGImagePropertyDepth, std::int64_t{info.fileBitsPerSample});
+  entries.emplace(kCGImagePropertyHasAlpha, info.hasAlpha());
+  entries.emplace(kCGImagePropertyColorModel,
+                  info.isGray() ? kCGImagePropertyColorModelGray : kCGImagePropertyColorModelRGB);
+  if (info.dpiWidth > 0 && info.dpiHeight > 0) {
+    entries.emplace(kCGImagePropertyDPIWidth, info.dpiWidth);
+    entries.emplace(kCGImagePropertyDPIHeight, info.dpiHeight);
+  }
+  return std::make_shared<const NSDictionary>(std::move(entries));
+}
+
+CGImageRef CGImageSourceCreateThumbnailAtIndex(const CGImageSourceRef& source, std::size_t index,
+                                               const NSDictionary* options) {
+  if (!options) return nullptr;
+  const std::optional<double> maxSize = options->doubleForKey(kCGImageSourceThumbnailMaxPixelSize);
+  return imageio::createThumbnail(source, index, maxSize,
+                                  options->boolForKey(kCGImageSourceCreateThumbnailFromImageAlways).value_or(false),
+                                  options->boolForKey(kCGImageSourceCreateThumbnailWithTransform).value_or(false));
 }
 
 std::vector<std::string_view> CGImageSourceCopyTypeIdentifiers() {
@@ -60,6 +93,49 @@ const ImageCodec* sourceCodec(const CGImageSourceRef& source) { return source ? 
 
 std::shared_ptr<const Data> sourceData(const CGImageSourceRef& source) {
   return source ? source->data() : nullptr;
+}
+
+CGAffineTransform orientationTransform(std::uint16_t orientation, double w, double h) {
+  // x' = a x + c y + tx, y' = b x + d y + ty, with the image drawn in (0, 0, w, h).
+  switch (orientation) {
+    case 2: return CGAffineTransformMake(-1, 0, 0, 1, w, 0);   // mirrored left to right
+    case 3: return CGAffineTransformMake(-1, 0, 0, -1, w, h);  // turned half round
+    case 4: return CGAffineTransformMake(1, 0, 0, -1, 0, h);   // mirrored top to bottom
+    case 5: return CGAffineTransformMake(0, -1, -1, 0, h, w);  // transposed
+    case 6: return CGAffineTransformMake(0, -1, 1, 0, 0, w);   // stored a quarter turn anticlockwise
+    case 7: return CGAffineTransformMake(0, 1, 1, 0, 0, 0);    // transversed
+    case 8: return CGAffineTransformMake(0, 1, -1, 0, h, 0);   // stored a quarter turn clockwise
+    default: return CGAffineTransformIdentity;
+  }
+}
+
+CGImageRef createThumbnail(const CGImageSourceRef& source, std::size_t index, std::optional<double> maxPixelSize,
+                           bool fromImageAlways, bool withTransform) {
+  const ImageInfo* info = sourceImageInfo(source, index);
+  if (!info || !fromImageAlways) return nullptr;
+  const CGImageRef image = CGImageSourceCreateImageAtIndex(source, index);
+  if (!image) return nullptr;
+  const std::uint16_t orientation = withTransform ? info->orientation : 1;
+  const bool turned = orientation >= 5;
+  double scale = 1.0;
+  const double longer = std::max(info->width, info->height);
+  if (maxPixelSize && *maxPixelSize > 0 && *maxPixelSize < longer) scale = std::floor(*maxPixelSize) / longer;
+  const double w = std::max(1.0, std::round(info->width * scale)), h = std::max(1.0, std::round(info->height * scale));
+  const double canvasW = turned ? h : w, canvasH = turned ? w : h;
+  const bool gray = info->isGray() && !info->hasAlpha();
+  CGColorSpaceRef space = CGImageGetColorSpace(image);
+  CGContextRef context =
+      CGBitmapContextCreate(nullptr, static_cast<std::size_t>(canvasW), static_cast<std::size_t>(canvasH), 8, 0, space,
+                            gray ? kCGImageAlphaNone : kCGImageAlphaPremultipliedLast);
+  if (!context) {
+    context = CGBitmapContextCreate(nullptr, static_cast<std::size_t>(canvasW), static_cast<std::size_t>(canvasH), 8, 0,
+                                    CGColorSpaceCreateWithName(gray ? kCGColorSpaceGenericGrayGamma2_2 : kCGColorSpaceSRGB),
+                                    gray ? kCGImageAlphaNone : kCGImageAlphaPremultipliedLast);
+  }
+  if (!context) return nullptr;
+  CGContextConcatCTM(context, orientationTransform(orientation, w, h));
+  CGContextDrawImage(context, CGRectMake(0, 0, w, h), image);
+  return CGBitmapContextCreateImage(context);
 }
 
 }  // namespace imageio

@@ -322,8 +322,9 @@ std::vector<std::uint8_t> medianCut(const std::vector<std::uint32_t>& histogram,
                                static_cast<std::uint8_t>(sum[2] / n)});
   }
   if (palette.colours.empty()) palette.colours.push_back({0, 0, 0});
-  // Every bin maps to its nearest palette colour.
+  // Every bin in use maps to its nearest palette colour.
   for (unsigned bin = 0; bin < 32768; ++bin) {
+    if (!histogram[bin]) continue;
     const int r = static_cast<int>((bin >> 10) * 8 + 4), g = static_cast<int>(((bin >> 5) & 31) * 8 + 4),
               bl = static_cast<int>((bin & 31) * 8 + 4);
     int best = 0, bestDistance = INT32_MAX;
@@ -341,6 +342,19 @@ std::vector<std::uint8_t> medianCut(const std::vector<std::uint32_t>& histogram,
   return table;
 }
 
+// Row y as 8-bit pixels of `step` bytes with colour first: 8-bit RGB and RGBA
+// rows are read in place, other layouts converted to RGBA in `scratch`.
+const std::uint8_t* colourRow(const PixelsView& src, std::uint32_t y, std::vector<std::uint8_t>& scratch,
+                              unsigned& step) {
+  if (src.bitsPerComponent == 8 && src.channels >= 3) {
+    step = src.channels;
+    return src.row(y);
+  }
+  convertRow(src, y, 4, 8, scratch.data());
+  step = 4;
+  return scratch.data();
+}
+
 // Builds the palette and the index image. Alpha below half becomes the
 // transparent index.
 bool quantise(const PixelsView& src, Palette& palette, std::vector<std::uint8_t>& indices) {
@@ -351,11 +365,13 @@ bool quantise(const PixelsView& src, Palette& palette, std::vector<std::uint8_t>
   // Exact palette first: stop as soon as there are too many colours.
   std::unordered_map<std::uint32_t, std::uint8_t> exact;
   bool fits = true;
+  unsigned step = 4;
+  const bool hasAlpha = src.channels == 2 || src.channels == 4;
   for (std::uint32_t y = 0; y < src.height && fits; ++y) {
-    convertRow(src, y, 4, 8, rgba.data());
+    const std::uint8_t* row = colourRow(src, y, rgba, step);
     for (std::uint32_t x = 0; x < src.width; ++x) {
-      const std::uint8_t* p = &rgba[x * 4];
-      if (p[3] < 128) {
+      const std::uint8_t* p = row + std::size_t{x} * step;
+      if (hasAlpha && p[3] < 128) {
         anyTransparent = true;
         continue;
       }
@@ -380,10 +396,10 @@ bool quantise(const PixelsView& src, Palette& palette, std::vector<std::uint8_t>
     std::vector<std::uint32_t> histogram(32768, 0);
     anyTransparent = false;
     for (std::uint32_t y = 0; y < src.height; ++y) {
-      convertRow(src, y, 4, 8, rgba.data());
+      const std::uint8_t* row = colourRow(src, y, rgba, step);
       for (std::uint32_t x = 0; x < src.width; ++x) {
-        const std::uint8_t* p = &rgba[x * 4];
-        if (p[3] < 128) anyTransparent = true;
+        const std::uint8_t* p = row + std::size_t{x} * step;
+        if (hasAlpha && p[3] < 128) anyTransparent = true;
         else ++histogram[binOf(p)];
       }
     }
@@ -394,11 +410,11 @@ bool quantise(const PixelsView& src, Palette& palette, std::vector<std::uint8_t>
     palette.colours.push_back({0, 0, 0});
   }
   for (std::uint32_t y = 0; y < src.height; ++y) {
-    convertRow(src, y, 4, 8, rgba.data());
+    const std::uint8_t* row = colourRow(src, y, rgba, step);
     std::uint8_t* out = indices.data() + std::size_t{y} * src.width;
     for (std::uint32_t x = 0; x < src.width; ++x) {
-      const std::uint8_t* p = &rgba[x * 4];
-      if (p[3] < 128) {
+      const std::uint8_t* p = row + std::size_t{x} * step;
+      if (hasAlpha && p[3] < 128) {
         out[x] = static_cast<std::uint8_t>(palette.transparent);
       } else if (fits) {
         out[x] = exact.find(std::uint32_t{p[0]} << 16 | std::uint32_t{p[1]} << 8 | p[2])->second;

@@ -18,6 +18,53 @@ namespace {
 constexpr std::uint8_t kJp2Signature[12] = {0, 0, 0, 0x0C, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
 constexpr std::uint8_t kJ2kSignature[4] = {0xFF, 0x4F, 0xFF, 0x51};
 
+// More tiles than this are refused before OpenJPEG sees the header: it
+// allocates a few kilobytes per tile up front (a 16384 x 16384 image in
+// 256 x 256 tiles has 4096).
+constexpr std::uint64_t kMaxTiles = 4096;
+
+std::uint32_t be32(const std::uint8_t* p) {
+  return std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3];
+}
+
+// The codestream of a JP2 file (the 'jp2c' box) or the bytes themselves.
+std::optional<ByteView> codestreamOf(ByteView b, bool jp2) {
+  if (!jp2) return b;
+  std::size_t at = 0;
+  while (b.size() - at >= 8) {
+    std::uint64_t length = be32(&b[at]);
+    std::size_t header = 8;
+    if (length == 1) {
+      if (b.size() - at < 16) return std::nullopt;
+      length = std::uint64_t{be32(&b[at + 8])} << 32 | be32(&b[at + 12]);
+      header = 16;
+    } else if (length == 0) {
+      length = b.size() - at;
+    }
+    if (length < header || length > b.size() - at) length = b.size() - at;  // a cut file: what is there
+    if (std::memcmp(&b[at + 4], "jp2c", 4) == 0) return b.subspan(at + header, static_cast<std::size_t>(length - header));
+    at += static_cast<std::size_t>(length);
+  }
+  return std::nullopt;
+}
+
+// Checks the SIZ marker segment against our limits before OpenJPEG allocates
+// anything for it.
+bool plausibleSize(ByteView b, bool jp2) {
+  const auto cs = codestreamOf(b, jp2);
+  if (!cs || cs->size() < 4 + 2 + 38 || (*cs)[0] != 0xFF || (*cs)[1] != 0x4F || (*cs)[2] != 0xFF || (*cs)[3] != 0x51) {
+    return false;
+  }
+  const std::uint8_t* siz = cs->data() + 6;  // after SOC, the SIZ marker and its length
+  const std::uint64_t x1 = be32(siz + 2), y1 = be32(siz + 6), x0 = be32(siz + 10), y0 = be32(siz + 14);
+  const std::uint64_t tileW = be32(siz + 18), tileH = be32(siz + 22), tileX0 = be32(siz + 26), tileY0 = be32(siz + 30);
+  const unsigned components = static_cast<unsigned>(siz[34] << 8 | siz[35]);
+  if (x1 <= x0 || y1 <= y0 || !sizeWithinLimits(x1 - x0, y1 - y0)) return false;
+  if (components < 1 || components > 4 || tileW == 0 || tileH == 0 || tileX0 > x0 || tileY0 > y0) return false;
+  const std::uint64_t tilesAcross = (x1 - tileX0 + tileW - 1) / tileW, tilesDown = (y1 - tileY0 + tileH - 1) / tileH;
+  return tilesAcross * tilesDown <= kMaxTiles;
+}
+
 struct MemoryStream {
   ByteView input;
   Data* output = nullptr;
@@ -113,6 +160,7 @@ std::uint32_t reducedSide(std::uint32_t x0, std::uint32_t x1, std::uint32_t fact
 }
 
 bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
+  if (!plausibleSize(bytes, jp2)) return false;
   s.memory.input = bytes;
   s.stream = makeStream(s.memory, true);
   s.codec.reset(opj_create_decompress(jp2 ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K));
@@ -161,6 +209,34 @@ bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
 void fillPixels(const opj_image_t& im, Pixels& px) {
   const ImageInfo& info = px.info;
   const unsigned comps = im.numcomps;
+  // The usual case: full-resolution unsigned components of the output depth,
+  // interleaved as they are.
+  bool plain = im.color_space != OPJ_CLRSPC_SYCC && im.color_space != OPJ_CLRSPC_CMYK && comps == info.channels;
+  for (unsigned c = 0; plain && c < comps; ++c) {
+    const opj_image_comp_t& comp = im.comps[c];
+    plain = comp.data && !comp.sgnd && comp.w == info.width && comp.h == info.height &&
+            comp.prec == info.bitsPerComponent;
+  }
+  if (plain) {
+    const std::size_t count = std::size_t{info.width} * info.height;
+    if (info.bitsPerComponent == 8) {
+      std::uint8_t* out = px.storage.data();
+      const OPJ_INT32* in[4] = {};
+      for (unsigned c = 0; c < comps; ++c) in[c] = im.comps[c].data;
+      for (std::size_t i = 0; i < count; ++i, out += comps) {
+        for (unsigned c = 0; c < comps; ++c) out[c] = static_cast<std::uint8_t>(std::clamp(in[c][i], 0, 255));
+      }
+    } else {
+      for (unsigned c = 0; c < comps; ++c) {
+        const OPJ_INT32* in = im.comps[c].data;
+        for (std::size_t i = 0; i < count; ++i) {
+          const auto v = static_cast<std::uint16_t>(std::clamp(in[i], 0, 65535));
+          std::memcpy(px.storage.data() + (i * comps + c) * 2, &v, 2);
+        }
+      }
+    }
+    return;
+  }
   const bool cmyk = comps == 4 && im.color_space == OPJ_CLRSPC_CMYK;
   const bool sycc = comps >= 3 && im.color_space == OPJ_CLRSPC_SYCC;
   const unsigned outBits = info.bitsPerComponent;

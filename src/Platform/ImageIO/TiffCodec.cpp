@@ -14,9 +14,10 @@
 namespace orvane::imageio {
 namespace {
 
-// Writing default: no compression. A 5120 x 2880 photo writes in tens of
-// milliseconds; LZW or Deflate with a predictor costs ten times that or more,
-// and PNG is the format for compact lossless files.
+// Writing default: no compression, as the platform's TIFF writer does. On a
+// 5120 x 2880 photograph-like picture LZW with the horizontal predictor took
+// 15 times as long (Deflate 29 times) for a file a third the size; PNG is the
+// format for compact lossless files.
 constexpr std::uint16_t kWriteCompression = COMPRESSION_NONE;
 
 // One libtiff allocation may not exceed this (a strip or tile buffer).

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "Platform/CoreGraphics/ImageInternal.h"
+#include "Platform/ImageIO/ImageCodec.h"
 #include "orvane/Platform/CoreGraphics/CGDataProvider.h"
 #include "orvane/Platform/ImageIO/CGImageDestination.h"
 #include "orvane/Platform/ImageIO/CGImageSource.h"
@@ -185,12 +186,112 @@ TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
   EXPECT_EQ(some.rows, 3u) << "the sink may stop early";
 }
 
+TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
+  // 3 x 2 stored pixels of distinct colours; where stored pixel (u, v) (from
+  // the top left) must appear once turned upright, as EXIF defines the tags.
+  constexpr std::uint32_t W = 3, H = 2;
+  Data stored(W * H * 3);
+  for (std::uint32_t i = 0; i < W * H; ++i) {
+    stored[i * 3] = static_cast<std::uint8_t>(40 * i), stored[i * 3 + 1] = static_cast<std::uint8_t>(250 - 40 * i);
+    stored[i * 3 + 2] = static_cast<std::uint8_t>(i % 2 ? 230 : 20);
+  }
+  struct Where {
+    std::uint32_t x, y;
+  };
+  auto upright = [&](int orientation, std::uint32_t u, std::uint32_t v) -> Where {
+    switch (orientation) {
+      case 2: return {W - 1 - u, v};
+      case 3: return {W - 1 - u, H - 1 - v};
+      case 4: return {u, H - 1 - v};
+      case 5: return {v, u};
+      case 6: return {H - 1 - v, u};
+      case 7: return {H - 1 - v, W - 1 - u};
+      case 8: return {v, W - 1 - u};
+      default: return {u, v};
+    }
+  };
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    SCOPED_TRACE("orientation " + std::to_string(orientation));
+    imageio::PixelsView view;
+    view.width = W, view.height = H, view.channels = 3, view.bitsPerComponent = 8, view.bytesPerRow = W * 3;
+    view.data = stored.data();
+    view.orientation = static_cast<std::uint16_t>(orientation);
+    Data png;
+    ASSERT_TRUE(imageio::pngCodec().encode(view, {}, png));
+    const auto source = CGImageSourceCreateWithData(png);
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyOrientation), orientation);
+    const NSDictionary onlyTransform{{kCGImageSourceCreateThumbnailWithTransform, true}};
+    EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(source, 0, &onlyTransform)) << "no embedded thumbnail";
+    const NSDictionary options{{kCGImageSourceCreateThumbnailWithTransform, true},
+                               {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
+    ASSERT_TRUE(thumb);
+    const bool turned = orientation >= 5;
+    ASSERT_EQ(CGImageGetWidth(thumb), turned ? H : W);
+    ASSERT_EQ(CGImageGetHeight(thumb), turned ? W : H);
+    const Data got = pixelsOf(thumb);
+    const std::size_t stride = CGImageGetBytesPerRow(thumb);
+    for (std::uint32_t v = 0; v < H; ++v)
+      for (std::uint32_t u = 0; u < W; ++u) {
+        const Where at = upright(orientation, u, v);
+        for (int c = 0; c < 3; ++c) {
+          EXPECT_NEAR(got[at.y * stride + at.x * 4 + c], stored[(v * W + u) * 3 + c], 2) << u << ',' << v;
+        }
+      }
+    // Without the transform the stored layout comes back.
+    const NSDictionary stored{{kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef plain = CGImageSourceCreateThumbnailAtIndex(source, 0, &stored);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(CGImageGetWidth(plain), W);
+  }
+}
+
+TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
+  Data gray(400 * 200);
+  for (std::size_t i = 0; i < gray.size(); ++i) gray[i] = static_cast<std::uint8_t>((i % 400) * 255 / 399);
+  const CGImageRef wide = CGImageCreate(400, 200, 8, 8, 400, CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2),
+                                        kCGImageAlphaNone, CGDataProviderCreateWithData(gray), nullptr, true,
+                                        kCGRenderingIntentDefault);
+  for (std::string_view type : {kUTTypeJPEG, kUTTypePNG, kUTTypeJPEG2000}) {
+    SCOPED_TRACE(std::string(type));
+    const auto source = CGImageSourceCreateWithData(*write(wide, type));
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelWidth), 400.0);
+    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelHeight), 200.0);
+    EXPECT_EQ(properties->boolForKey(kCGImagePropertyHasAlpha), false);
+    EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
+    const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100},
+                               {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
+    ASSERT_TRUE(thumb);
+    EXPECT_EQ(CGImageGetWidth(thumb), 100u);
+    EXPECT_EQ(CGImageGetHeight(thumb), 50u);
+    // A horizontal ramp: each thumbnail pixel averages four source columns.
+    const Data got = pixelsOf(thumb);
+    const std::size_t stride = CGImageGetBytesPerRow(thumb);
+    for (std::size_t x = 0; x < 100; x += 33) {
+      const double expected = (4 * x + 1.5) * 255.0 / 399.0;
+      EXPECT_NEAR(got[25 * stride + x], expected, 3.0) << x;
+    }
+    const NSDictionary large{{kCGImageSourceThumbnailMaxPixelSize, 1000.0},
+                             {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef same = CGImageSourceCreateThumbnailAtIndex(source, 0, &large);
+    ASSERT_TRUE(same);
+    EXPECT_EQ(CGImageGetWidth(same), 400u) << "never enlarged";
+  }
+}
+
 TEST(ImageSource, AnswersNothingForBadArguments) {
   EXPECT_FALSE(CGImageSourceCreateWithData(std::shared_ptr<const Data>()));
   EXPECT_FALSE(CGImageSourceCreateWithData(bytesOf("not an image at all")));
   EXPECT_EQ(CGImageSourceGetCount(nullptr), 0u);
   EXPECT_FALSE(CGImageSourceGetType(nullptr));
   EXPECT_FALSE(CGImageSourceCreateImageAtIndex(nullptr, 0));
+  EXPECT_FALSE(CGImageSourceCopyPropertiesAtIndex(nullptr, 0));
+  EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(nullptr, 0, nullptr));
   auto data = std::make_shared<Data>();
   EXPECT_FALSE(CGImageDestinationCreateWithData(data, "public.webp", 1));
   EXPECT_FALSE(CGImageDestinationCreateWithData(data, kUTTypePNG, 0));

@@ -24,10 +24,9 @@ using CGImageDestinationRef = std::shared_ptr<CGImageDestination>;
 /// the six, or `count` is 0.
 ///
 /// Defaults: JPEG quality 0.8; JPEG 2000 lossless; PNG with zlib level 1 and
-/// the Sub filter (a 5120 x 2880 photo writes about 2.5 times faster than
-/// with libpng's defaults, for files some 10 to 20 percent larger);
-/// TIFF uncompressed (tens of milliseconds for a large photo where LZW or
-/// Deflate cost ten times that; PNG is the compact lossless choice);
+/// the Sub filter (a 5120 x 2880 picture writes 6.8 times faster than with
+/// libpng's defaults, for a file 13 percent larger); TIFF uncompressed (LZW
+/// with a predictor takes 15 times as long; PNG is the compact lossless choice);
 /// BMP 8-bit gray, 24-bit RGB or 32-bit RGBA; GIF quantised to a palette of
 /// our own (exact up to 256 colours, median cut beyond).
 /// `options` may hold kCGImageDestinationLossyCompressionQuality (0...1,
