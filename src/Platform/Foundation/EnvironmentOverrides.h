@@ -8,9 +8,18 @@
 #include <optional>
 #include <string>
 
+#include "orvane/Platform/CoreGraphics/CGGeometry.h"
 #include "orvane/Platform/Foundation/Environment.h"
 
 namespace orvane {
+
+/// The main screen a test imposes, whatever the host declared and the session
+/// says: none, or one with this resolution (dots per inch) and scale.
+struct MainScreenOverride {
+  bool present = false;
+  CGSize resolution{};
+  double backingScaleFactor = 1.0;
+};
 
 /// Values that replace the production ones; an empty field keeps it.
 struct EnvironmentOverrides {
@@ -21,6 +30,7 @@ struct EnvironmentOverrides {
   std::optional<std::filesystem::path> configHome;
   std::optional<std::filesystem::path> userDefaultsFile;
   std::optional<OperatingSystemVersion> systemVersion;
+  std::optional<MainScreenOverride> mainScreen;
 };
 
 /// Replaces the current overrides as a whole. Thread-safe.

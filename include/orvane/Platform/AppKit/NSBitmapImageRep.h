@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "orvane/Export.h"
+#include "orvane/Platform/AppKit/NSImageRep.h"
+#include "orvane/Platform/CoreGraphics/CGImage.h"
+#include "orvane/Platform/Foundation/Data.h"
+
+namespace orvane {
+
+/// Bitmap file types, with the platform's values.
+using NSBitmapImageFileType = std::uint64_t;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeTIFF = 0;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeBMP = 1;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeGIF = 2;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG = 3;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypePNG = 4;
+inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG2000 = 5;
+
+/// A representation holding pixels: a CGImage, which it can encode in the
+/// bitmap file types.
+///
+/// One thread at a time: bitmapData() hands out writable pixels.
+class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
+  struct Private {};
+
+ public:
+  /// A representation of `image`, one point per pixel. The image is shared,
+  /// never changed. Null for null.
+  static std::shared_ptr<NSBitmapImageRep> initWithCGImage(CGImageRef image);
+
+  std::int64_t pixelsWide() const override;
+  std::int64_t pixelsHigh() const override;
+
+  /// The pixels as an image. After bitmapData() was asked for, a new image of
+  /// the pixels as they are now.
+  CGImageRef CGImage() const;
+
+  /// The pixels in the image's layout (CGImageGetBitmapInfo of CGImage()),
+  /// rows of bytesPerRow() bytes from the top, writable. The representation
+  /// makes its own copy on the first call, so images handed out earlier never
+  /// change. Null when the image cannot be decoded.
+  std::uint8_t* bitmapData();
+  std::int64_t bytesPerRow() const;
+  std::int64_t bitsPerPixel() const;
+  std::int64_t bitsPerSample() const;
+
+  bool drawInRect(CGRect rect) const override;
+
+  NSBitmapImageRep(Private, CGImageRef image);
+
+ private:
+  CGImageRef image_;
+  Data pixels_;  // the writable copy, once bitmapData() was asked for
+  bool ownPixels_ = false;
+};
+
+}  // namespace orvane

@@ -1,0 +1,70 @@
+#include "orvane/Platform/AppKit/NSBitmapImageRep.h"
+
+#include "Platform/AppKit/UprightDrawing.h"
+#include "orvane/Platform/AppKit/NSGraphicsContext.h"
+
+namespace orvane {
+
+NSBitmapImageRep::NSBitmapImageRep(Private, CGImageRef image)
+    : NSImageRep(CGSizeMake(static_cast<double>(CGImageGetWidth(image)),
+                            static_cast<double>(CGImageGetHeight(image)))),
+      image_(std::move(image)) {}
+
+std::shared_ptr<NSBitmapImageRep> NSBitmapImageRep::initWithCGImage(CGImageRef image) {
+  if (!image) return nullptr;
+  return std::make_shared<NSBitmapImageRep>(Private{}, std::move(image));
+}
+
+std::int64_t NSBitmapImageRep::pixelsWide() const {
+  return static_cast<std::int64_t>(CGImageGetWidth(image_));
+}
+
+std::int64_t NSBitmapImageRep::pixelsHigh() const {
+  return static_cast<std::int64_t>(CGImageGetHeight(image_));
+}
+
+std::int64_t NSBitmapImageRep::bytesPerRow() const {
+  return static_cast<std::int64_t>(CGImageGetBytesPerRow(image_));
+}
+
+std::int64_t NSBitmapImageRep::bitsPerPixel() const {
+  return static_cast<std::int64_t>(CGImageGetBitsPerPixel(image_));
+}
+
+std::int64_t NSBitmapImageRep::bitsPerSample() const {
+  return static_cast<std::int64_t>(CGImageGetBitsPerComponent(image_));
+}
+
+std::uint8_t* NSBitmapImageRep::bitmapData() {
+  if (!ownPixels_) {
+    const auto bytes = CGDataProviderCopyData(CGImageGetDataProvider(image_));
+    if (!bytes) return nullptr;
+    pixels_ = *bytes;
+    ownPixels_ = true;
+  }
+  return pixels_.data();
+}
+
+CGImageRef NSBitmapImageRep::CGImage() const {
+  if (!ownPixels_) return image_;
+  return CGImageCreate(CGImageGetWidth(image_), CGImageGetHeight(image_),
+                       CGImageGetBitsPerComponent(image_), CGImageGetBitsPerPixel(image_),
+                       CGImageGetBytesPerRow(image_), CGImageGetColorSpace(image_),
+                       CGImageGetBitmapInfo(image_), CGDataProviderCreateWithData(pixels_),
+                       nullptr, CGImageGetShouldInterpolate(image_),
+                       CGImageGetRenderingIntent(image_));
+}
+
+bool NSBitmapImageRep::drawInRect(CGRect rect) const {
+  const auto current = NSGraphicsContext::currentContext();
+  if (!current || CGRectIsEmpty(rect)) return false;
+  const CGContextRef& cg = current->CGContext();
+  CGContextSaveGState(cg);
+  CGContextSetAlpha(cg, 1.0);
+  mirrorForFlippedContext(cg, rect, current->isFlipped());
+  CGContextDrawImage(cg, rect, CGImage());
+  CGContextRestoreGState(cg);
+  return true;
+}
+
+}  // namespace orvane
