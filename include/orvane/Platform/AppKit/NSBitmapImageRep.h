@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "orvane/Export.h"
 #include "orvane/Platform/AppKit/NSImageRep.h"
@@ -27,6 +29,15 @@ class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
   struct Private {};
 
  public:
+  /// The first image of encoded `data` (any format ImageIO reads), one point
+  /// per pixel. Null when ImageIO does not recognise the data. The pixels
+  /// decode on first use; pixels that do not decode draw nothing and encode
+  /// to no data.
+  static std::shared_ptr<NSBitmapImageRep> imageRepWithData(ByteView data);
+  static std::shared_ptr<NSBitmapImageRep> initWithData(ByteView data);
+  /// One representation per image ImageIO finds in encoded `data`; empty
+  /// when ImageIO does not recognise the data.
+  static std::vector<std::shared_ptr<NSBitmapImageRep>> imageRepsWithData(ByteView data);
   /// A representation of `image`, one point per pixel. The image is shared,
   /// never changed. Null for null.
   static std::shared_ptr<NSBitmapImageRep> initWithCGImage(CGImageRef image);
@@ -47,6 +58,8 @@ class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
   std::int64_t bitsPerPixel() const;
   std::int64_t bitsPerSample() const;
 
+  /// The pixels as a TIFF file; no data when they cannot be encoded.
+  std::optional<Data> TIFFRepresentation() const;
   bool drawInRect(CGRect rect) const override;
 
   NSBitmapImageRep(Private, CGImageRef image);
