@@ -1,5 +1,7 @@
 #include "orvane/Platform/AppKit/NSBitmapImageRep.h"
 
+#include <array>
+
 #include "Platform/AppKit/UprightDrawing.h"
 #include "orvane/Platform/AppKit/NSGraphicsContext.h"
 #include "orvane/Platform/ImageIO/CGImageDestination.h"
@@ -10,12 +12,17 @@ namespace orvane {
 
 namespace {
 
-// Encodes `image` as one file of `type`.
-std::optional<Data> encode(std::string_view type, const CGImageRef& image) {
+// The type identifier of each bitmap file type, by its value.
+constexpr std::array<std::string_view, 6> kTypeIdentifiers = {
+    kUTTypeTIFF, kUTTypeBMP, kUTTypeGIF, kUTTypeJPEG, kUTTypePNG, kUTTypeJPEG2000};
+
+// Encodes `image` as one file of `type`, with the image's `properties`.
+std::optional<Data> encode(std::string_view type, const CGImageRef& image,
+                           const NSDictionary* properties = nullptr) {
   auto out = std::make_shared<Data>();
   const auto destination = CGImageDestinationCreateWithData(out, type, 1);
   if (!destination || !image) return std::nullopt;
-  CGImageDestinationAddImage(destination, image);
+  CGImageDestinationAddImage(destination, image, properties);
   if (!CGImageDestinationFinalize(destination)) return std::nullopt;
   return std::move(*out);
 }
@@ -95,6 +102,19 @@ CGImageRef NSBitmapImageRep::CGImage() const {
                        CGImageGetBitmapInfo(image_), CGDataProviderCreateWithData(pixels_),
                        nullptr, CGImageGetShouldInterpolate(image_),
                        CGImageGetRenderingIntent(image_));
+}
+
+std::optional<Data> NSBitmapImageRep::representationUsingTypeProperties(
+    NSBitmapImageFileType type, const NSDictionary& properties) const {
+  if (type >= kTypeIdentifiers.size()) return std::nullopt;
+  NSDictionary imageProperties;
+  if (type == NSBitmapImageFileTypeJPEG || type == NSBitmapImageFileTypeJPEG2000) {
+    const NSPropertyValue* factor = properties.objectForKey(NSImageCompressionFactor);
+    if (const auto quality = factor ? factor->doubleValue() : std::nullopt)
+      imageProperties = NSDictionary{
+          {std::string(kCGImageDestinationLossyCompressionQuality), NSPropertyValue(*quality)}};
+  }
+  return encode(kTypeIdentifiers[type], CGImage(), &imageProperties);
 }
 
 std::optional<Data> NSBitmapImageRep::TIFFRepresentation() const {

@@ -148,6 +148,56 @@ TEST(NSBitmapImageRepCodingTest, ReadsFilesAnotherLibraryWrote) {
   EXPECT_EQ(NSImage::initWithData(garbage), nullptr);
 }
 
+TEST(NSBitmapImageRepCodingTest, WritesEveryFileTypeAnotherLibraryReads) {
+  Pillow pillow;
+  const auto rep = NSBitmapImageRep::initWithCGImage(patternImage(5, 3));
+  const NSDictionary best{{std::string(NSImageCompressionFactor), NSPropertyValue(1.0f)}};
+  struct Case {
+    NSBitmapImageFileType type;
+    const char* format;
+    int tolerance;
+  };
+  for (const Case c : {Case{NSBitmapImageFileTypeTIFF, "TIFF", 0},
+                       Case{NSBitmapImageFileTypeBMP, "BMP", 0},
+                       Case{NSBitmapImageFileTypeGIF, "GIF", 0},
+                       // Chroma at half resolution on a 5 x 3 picture whose colour moves 30
+                       // levels a pixel.
+                       Case{NSBitmapImageFileTypeJPEG, "JPEG", 32},
+                       Case{NSBitmapImageFileTypePNG, "PNG", 0},
+                       Case{NSBitmapImageFileTypeJPEG2000, "JPEG2000", 2}}) {
+    SCOPED_TRACE(c.format);
+    const auto data = rep->representationUsingTypeProperties(c.type, best);
+    ASSERT_TRUE(data.has_value());
+    const auto reading = pillow.read(*data);
+    EXPECT_EQ(reading.format, c.format);
+    ASSERT_EQ(reading.width, 5u);
+    ASSERT_EQ(reading.height, 3u);
+    EXPECT_LE(worstError(reading), c.tolerance);
+  }
+  EXPECT_FALSE(rep->representationUsingTypeProperties(6, best).has_value());
+
+  const auto tiff = rep->TIFFRepresentation();
+  ASSERT_TRUE(tiff.has_value());
+  EXPECT_EQ(pillow.read(*tiff).format, "TIFF");
+  EXPECT_EQ(worstError(pillow.read(*tiff)), 0);
+}
+
+TEST(NSBitmapImageRepCodingTest, CompressionFactorSetsTheLossyQualityOnly) {
+  Pillow pillow;
+  const auto rep = NSBitmapImageRep::initWithCGImage(patternImage(5, 3));
+  const NSDictionary best{{std::string(NSImageCompressionFactor), NSPropertyValue(1.0f)}};
+  const NSDictionary worst{{std::string(NSImageCompressionFactor), NSPropertyValue(0.0f)}};
+  for (const NSBitmapImageFileType lossy : {NSBitmapImageFileTypeJPEG, NSBitmapImageFileTypeJPEG2000}) {
+    const auto fine = rep->representationUsingTypeProperties(lossy, best);
+    const auto coarse = rep->representationUsingTypeProperties(lossy, worst);
+    ASSERT_TRUE(fine && coarse);
+    EXPECT_LT(coarse->size(), fine->size()) << lossy;
+    EXPECT_LT(worstError(pillow.read(*fine)), worstError(pillow.read(*coarse))) << lossy;
+  }
+  EXPECT_EQ(rep->representationUsingTypeProperties(NSBitmapImageFileTypePNG, best),
+            rep->representationUsingTypeProperties(NSBitmapImageFileTypePNG, worst));
+}
+
 TEST(NSBitmapImageRepCodingTest, TIFFOfTheFirstBitmapAnotherLibraryReads) {
   Pillow pillow;
   auto image = NSImage::imageWithSizeFlippedDrawingHandler({5, 3}, false,

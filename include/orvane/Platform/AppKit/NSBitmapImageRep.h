@@ -3,12 +3,14 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "orvane/Export.h"
 #include "orvane/Platform/AppKit/NSImageRep.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
 #include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 
 namespace orvane {
 
@@ -20,6 +22,10 @@ inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeGIF = 2;
 inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG = 3;
 inline constexpr NSBitmapImageFileType NSBitmapImageFileTypePNG = 4;
 inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG2000 = 5;
+
+/// Property key of representationUsingTypeProperties: a number from 0 (most
+/// compression) to 1 (least loss) setting the JPEG and JPEG 2000 quality.
+inline constexpr std::string_view NSImageCompressionFactor = "NSImageCompressionFactor";
 
 /// A representation holding pixels: a CGImage, which it can encode in the
 /// bitmap file types.
@@ -58,6 +64,13 @@ class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
   std::int64_t bitsPerPixel() const;
   std::int64_t bitsPerSample() const;
 
+  /// The pixels encoded as a file of `type`. NSImageCompressionFactor in
+  /// `properties` (a number, 0...1) sets the quality for JPEG and JPEG 2000;
+  /// other types and other entries ignore it, and without it ImageIO's
+  /// defaults apply. No data for a type outside the six or when encoding
+  /// fails (pixels that do not decode among the reasons).
+  std::optional<Data> representationUsingTypeProperties(NSBitmapImageFileType type,
+                                                        const NSDictionary& properties) const;
   /// The pixels as a TIFF file; no data when they cannot be encoded.
   std::optional<Data> TIFFRepresentation() const;
   bool drawInRect(CGRect rect) const override;
