@@ -25,6 +25,14 @@ std::shared_ptr<NSImage> NSImage::initWithSize(CGSize size) {
   return std::make_shared<NSImage>(Private{}, size);
 }
 
+std::shared_ptr<NSImage> NSImage::initWithData(ByteView data) {
+  auto reps = NSBitmapImageRep::imageRepsWithData(data);
+  if (reps.empty()) return nullptr;
+  auto image = initWithSize(reps.front()->size());
+  for (auto& rep : reps) image->addRepresentation(std::move(rep));
+  return image;
+}
+
 std::shared_ptr<NSImage> NSImage::initWithCGImageSize(CGImageRef cgImage, CGSize size) {
   auto rep = NSBitmapImageRep::initWithCGImage(std::move(cgImage));
   if (!rep) return nullptr;
@@ -51,6 +59,13 @@ void NSImage::addRepresentation(std::shared_ptr<NSImageRep> rep) {
 
 void NSImage::removeRepresentation(const std::shared_ptr<NSImageRep>& rep) {
   reps_.erase(std::remove(reps_.begin(), reps_.end(), rep), reps_.end());
+}
+
+Data NSImage::TIFFRepresentation() const {
+  for (const auto& rep : reps_)
+    if (const auto* bitmap = dynamic_cast<const NSBitmapImageRep*>(rep.get()))
+      return bitmap->TIFFRepresentation().value_or(Data{});
+  return {};
 }
 
 void NSImage::lockFocus() {

@@ -84,6 +84,10 @@ void NSScreen::setNoMainScreen() {
   h.screen = nullptr;
 }
 
+NSDictionary NSScreen::deviceDescription() const {
+  return NSDictionary{{std::string(NSDeviceResolution), NSPropertyValue(resolution_)}};
+}
+
 void NSScreen::resetMainScreen() {
   HostDeclaration& h = host();
   std::lock_guard<std::mutex> lock(h.mutex);

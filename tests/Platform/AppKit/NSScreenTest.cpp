@@ -72,6 +72,9 @@ TEST_F(MainScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth)
   ASSERT_NE(screen, nullptr);
   EXPECT_EQ(screen->resolution(), (CGSize{144, 150}));
   EXPECT_EQ(screen->backingScaleFactor(), 2.0);
+  const NSPropertyValue* resolution = screen->deviceDescription().objectForKey("NSDeviceResolution");
+  ASSERT_NE(resolution, nullptr);
+  EXPECT_EQ(resolution->sizeValue(), (CGSize{144, 150}));
 
   EXPECT_FALSE(NSScreen::setMainScreen({0, 72}, 1));
   EXPECT_FALSE(NSScreen::setMainScreen({72, 72}, std::numeric_limits<double>::quiet_NaN()));

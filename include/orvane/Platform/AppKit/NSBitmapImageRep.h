@@ -2,11 +2,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
 
 #include "orvane/Export.h"
 #include "orvane/Platform/AppKit/NSImageRep.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
 #include "orvane/Platform/Foundation/Data.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 
 namespace orvane {
 
@@ -19,6 +23,10 @@ inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG = 3;
 inline constexpr NSBitmapImageFileType NSBitmapImageFileTypePNG = 4;
 inline constexpr NSBitmapImageFileType NSBitmapImageFileTypeJPEG2000 = 5;
 
+/// Property key of representationUsingTypeProperties: a number from 0 (most
+/// compression) to 1 (least loss) setting the JPEG and JPEG 2000 quality.
+inline constexpr std::string_view NSImageCompressionFactor = "NSImageCompressionFactor";
+
 /// A representation holding pixels: a CGImage, which it can encode in the
 /// bitmap file types.
 ///
@@ -27,6 +35,15 @@ class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
   struct Private {};
 
  public:
+  /// The first image of encoded `data` (any format ImageIO reads), one point
+  /// per pixel. Null when ImageIO does not recognise the data. The pixels
+  /// decode on first use; pixels that do not decode draw nothing and encode
+  /// to no data.
+  static std::shared_ptr<NSBitmapImageRep> imageRepWithData(ByteView data);
+  static std::shared_ptr<NSBitmapImageRep> initWithData(ByteView data);
+  /// One representation per image ImageIO finds in encoded `data`; empty
+  /// when ImageIO does not recognise the data.
+  static std::vector<std::shared_ptr<NSBitmapImageRep>> imageRepsWithData(ByteView data);
   /// A representation of `image`, one point per pixel. The image is shared,
   /// never changed. Null for null.
   static std::shared_ptr<NSBitmapImageRep> initWithCGImage(CGImageRef image);
@@ -47,6 +64,15 @@ class ORVANE_EXPORT NSBitmapImageRep : public NSImageRep {
   std::int64_t bitsPerPixel() const;
   std::int64_t bitsPerSample() const;
 
+  /// The pixels encoded as a file of `type`. NSImageCompressionFactor in
+  /// `properties` (a number, 0...1) sets the quality for JPEG and JPEG 2000;
+  /// other types and other entries ignore it, and without it ImageIO's
+  /// defaults apply. No data for a type outside the six or when encoding
+  /// fails (pixels that do not decode among the reasons).
+  std::optional<Data> representationUsingTypeProperties(NSBitmapImageFileType type,
+                                                        const NSDictionary& properties) const;
+  /// The pixels as a TIFF file; no data when they cannot be encoded.
+  std::optional<Data> TIFFRepresentation() const;
   bool drawInRect(CGRect rect) const override;
 
   NSBitmapImageRep(Private, CGImageRef image);

@@ -8,6 +8,7 @@
 #include "orvane/Platform/AppKit/NSGraphicsContext.h"
 #include "orvane/Platform/AppKit/NSImageRep.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
+#include "orvane/Platform/Foundation/Data.h"
 
 namespace orvane {
 
@@ -23,6 +24,9 @@ class ORVANE_EXPORT NSImage {
  public:
   /// An image of `size` points without representations.
   static std::shared_ptr<NSImage> initWithSize(CGSize size);
+  /// An image of encoded `data`: one bitmap representation per image in it,
+  /// its size the first one's. Null when nothing in it decodes.
+  static std::shared_ptr<NSImage> initWithData(ByteView data);
   /// An image holding a bitmap representation of `image`, of `size` points
   /// (CGSizeZero: its pixel size). Null for a null image.
   static std::shared_ptr<NSImage> initWithCGImageSize(CGImageRef image, CGSize size);
@@ -42,6 +46,11 @@ class ORVANE_EXPORT NSImage {
   void addRepresentation(std::shared_ptr<NSImageRep> rep);
   /// Removes `rep` when it is there.
   void removeRepresentation(const std::shared_ptr<NSImageRep>& rep);
+
+  /// A TIFF file of the image's first bitmap representation (ImageIO's TIFF
+  /// destination holds one image); empty data when the image has none
+  /// (other representations are not rasterised) or encoding fails.
+  Data TIFFRepresentation() const;
 
   /// Makes drawing go into a new bitmap of the image: the size in points
   /// times the main screen's backing scale factor (1 without a screen),

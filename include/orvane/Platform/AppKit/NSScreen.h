@@ -1,11 +1,17 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "orvane/Export.h"
 #include "orvane/Platform/CoreGraphics/CGGeometry.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 
 namespace orvane {
+
+/// Key of a screen's device description: its resolution in dots per inch,
+/// a CGSize.
+inline constexpr std::string_view NSDeviceResolution = "NSDeviceResolution";
 
 /// A display: its resolution in dots per inch and its backing scale factor
 /// (device pixels per point). Immutable; safe to share between threads.
@@ -39,6 +45,9 @@ class ORVANE_EXPORT NSScreen {
   /// device description holds under NSDeviceResolution.
   CGSize resolution() const noexcept { return resolution_; }
   double backingScaleFactor() const noexcept { return backingScaleFactor_; }
+  /// The platform's description of the device: NSDeviceResolution holds
+  /// resolution() as a CGSize.
+  NSDictionary deviceDescription() const;
 
  private:
   CGSize resolution_;

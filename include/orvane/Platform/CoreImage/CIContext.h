@@ -6,10 +6,9 @@
 #include "orvane/Platform/CoreGraphics/CGContext.h"
 #include "orvane/Platform/CoreGraphics/CGImage.h"
 #include "orvane/Platform/CoreImage/CIImage.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 
 namespace orvane {
-
-class NSDictionary;
 
 /// Renders Core Image images, into a Core Graphics context or into new
 /// CGImages.
