@@ -18,6 +18,7 @@
 #include "orvane/Platform/AppKit/NSApplication.h"
 #include "orvane/Platform/AppKit/NSBezierPath.h"
 #include "orvane/Platform/AppKit/NSColor.h"
+#include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/Foundation/NSError.h"
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Platform/Foundation/NSLog.h"
