@@ -51,8 +51,14 @@ T* sized(std::vector<T>& v, std::size_t n) {
   return v.data();
 }
 
-inline float clamp01(float v) { return v < 0.f ? 0.f : (v > 1.f ? 1.f : v); }
-inline double clamp01d(double v) { return v < 0.0 ? 0.0 : (v > 1.0 ? 1.0 : v); }
+// Not-a-number clamps to 0.
+inline float clamp01(float v) { return v > 0.f ? (v < 1.f ? v : 1.f) : 0.f; }
+inline double clamp01d(double v) { return v > 0.0 ? (v < 1.0 ? v : 1.0) : 0.0; }
+
+bool finite(const CGAffineTransform& t) {
+  return std::isfinite(t.a) && std::isfinite(t.b) && std::isfinite(t.c) && std::isfinite(t.d) &&
+         std::isfinite(t.tx) && std::isfinite(t.ty);
+}
 
 // ---------------------------------------------------------------------------
 // One axis of an upright draw: for each device pixel along it, the source
@@ -113,7 +119,7 @@ Axis makeAxis(double off, double scale, int n, double lo, double hi, Filter filt
         const double centre = (p + q) / 2;
         const double u = (centre - off) / scale;
         if (filter == Filter::nearest) {
-          f = std::clamp(static_cast<int>(std::floor(u)), 0, n - 1);
+          f = static_cast<int>(std::clamp(std::floor(u), 0.0, nmax - 1));
           c = 1;
           ax.weights.push_back(static_cast<float>(cov));
         } else if (filter == Filter::linear) {
@@ -130,7 +136,7 @@ Axis makeAxis(double off, double scale, int n, double lo, double hi, Filter filt
           }
         } else {
           // Catmull-Rom; taps outside the image fold onto its edge pixels.
-          const double s = u - 0.5;
+          const double s = std::clamp(u - 0.5, -2.0, nmax + 1);
           const int i0 = static_cast<int>(std::floor(s));
           const double t = s - i0;
           const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
@@ -854,11 +860,13 @@ void drawTransformed(const DrawTarget& target, const DrawState& state, const Pla
   }
   const double cx0 = std::max(0.0, state.clip.x0), cx1 = std::min<double>(target.width, state.clip.x1);
   const double cy0 = std::max(0.0, state.clip.y0), cy1 = std::min<double>(target.height, state.clip.y1);
-  const int x0 = static_cast<int>(std::floor(std::max(cx0, *std::min_element(xs, xs + 4))));
-  const int x1 = static_cast<int>(std::ceil(std::min(cx1, *std::max_element(xs, xs + 4))));
-  const int y0 = static_cast<int>(std::floor(std::max(cy0, *std::min_element(ys, ys + 4))));
-  const int y1 = static_cast<int>(std::ceil(std::min(cy1, *std::max_element(ys, ys + 4))));
-  if (x1 <= x0 || y1 <= y0) return;
+  const double bx0 = std::max(cx0, *std::min_element(xs, xs + 4));
+  const double bx1 = std::min(cx1, *std::max_element(xs, xs + 4));
+  const double by0 = std::max(cy0, *std::min_element(ys, ys + 4));
+  const double by1 = std::min(cy1, *std::max_element(ys, ys + 4));
+  if (!(bx1 > bx0) || !(by1 > by0)) return;
+  const int x0 = static_cast<int>(std::floor(bx0)), x1 = static_cast<int>(std::ceil(bx1));
+  const int y0 = static_cast<int>(std::floor(by0)), y1 = static_cast<int>(std::ceil(by1));
   const float maxValue = sizeof(T) == 1 ? 255.f : 65535.f;
   Emitter emitter(target, format, space, maxValue, static_cast<float>(state.alpha));
   const int n = x1 - x0;
@@ -884,8 +892,8 @@ void drawTransformed(const DrawTarget& target, const DrawState& state, const Pla
         continue;
       }
       if (nearest) {
-        const T* s = px(std::clamp(static_cast<int>(std::floor(u)), 0, sw - 1),
-                        std::clamp(static_cast<int>(std::floor(v)), 0, sh - 1));
+        const T* s = px(static_cast<int>(std::clamp(std::floor(u), 0.0, sw - 1.0)),
+                        static_cast<int>(std::clamp(std::floor(v), 0.0, sh - 1.0)));
         for (int k = 0; k < C; ++k) o[k] = static_cast<float>(c * s[k]);
         continue;
       }
@@ -984,6 +992,7 @@ void drawWith(const DrawTarget& target, const DrawState& state, CGRect rect, con
 
 void drawImage(const DrawTarget& target, const DrawState& state, CGRect rect, const CGImage& image) {
   if (CGRectIsNull(rect) || rect.size.width == 0 || rect.size.height == 0) return;
+  if (!finite(state.ctm)) return;
   if (!std::isfinite(rect.origin.x) || !std::isfinite(rect.origin.y) ||
       !std::isfinite(rect.size.width) || !std::isfinite(rect.size.height))
     return;
@@ -1007,8 +1016,11 @@ void drawImage(const DrawTarget& target, const DrawState& state, CGRect rect, co
 
 void fillRect(const DrawTarget& target, const DrawState& state, CGRect rect, const float* color,
               bool clear) {
-  if (CGRectIsNull(rect) || CGRectIsEmpty(rect)) return;
+  if (CGRectIsNull(rect) || CGRectIsEmpty(rect) || !finite(state.ctm)) return;
   const CGRect r = CGRectStandardize(rect);
+  if (!std::isfinite(r.origin.x) || !std::isfinite(r.origin.y) || !std::isfinite(r.size.width) ||
+      !std::isfinite(r.size.height))
+    return;
   const CGAffineTransform& m = state.ctm;
   // The rectangle as a placement of a 1 x 1 "image".
   Placement p;

@@ -284,6 +284,18 @@ TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), nullptr);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 0, 2), img);
   CGContextDrawImage(ctx, CGRectNull, img);
+  CGContextDrawImage(ctx, CGRectMake(NAN, 0, 2, 2), img);
+  CGContextDrawImage(ctx, CGRectMake(1e300, -1e300, 1e300, 1e300), img);
+  CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
+  CGContextDrawImage(ctx, CGRectMake(3, 0, 1e6, 2), img);
+  CGContextFillRect(ctx, CGRectMake(5, 5, INFINITY, 1));
+  CGContextSaveGState(ctx);
+  CGContextRotateCTM(ctx, 1.0);
+  CGContextDrawImage(ctx, CGRectMake(1e300, 1e300, 1e300, 1e300), img);
+  CGContextConcatCTM(ctx, CGAffineTransformMake(NAN, 0, 0, 1, 0, 0));
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 2));
+  CGContextRestoreGState(ctx);
   CGContextScaleCTM(ctx, 0, 1);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(at(ctx, i % 2, i / 2), (std::array<int, 4>{0, 0, 0, 0}));
