@@ -16,6 +16,10 @@
 
 #include "Platform/CoreGraphics/ColorSpaceInternal.h"
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 namespace orvane {
 
 namespace {
@@ -47,8 +51,14 @@ T* sized(std::vector<T>& v, std::size_t n) {
   return v.data();
 }
 
-inline float clamp01(float v) { return v < 0.f ? 0.f : (v > 1.f ? 1.f : v); }
-inline double clamp01d(double v) { return v < 0.0 ? 0.0 : (v > 1.0 ? 1.0 : v); }
+// Not-a-number clamps to 0.
+inline float clamp01(float v) { return v > 0.f ? (v < 1.f ? v : 1.f) : 0.f; }
+inline double clamp01d(double v) { return v > 0.0 ? (v < 1.0 ? v : 1.0) : 0.0; }
+
+bool finite(const CGAffineTransform& t) {
+  return std::isfinite(t.a) && std::isfinite(t.b) && std::isfinite(t.c) && std::isfinite(t.d) &&
+         std::isfinite(t.tx) && std::isfinite(t.ty);
+}
 
 // ---------------------------------------------------------------------------
 // One axis of an upright draw: for each device pixel along it, the source
@@ -109,7 +119,7 @@ Axis makeAxis(double off, double scale, int n, double lo, double hi, Filter filt
         const double centre = (p + q) / 2;
         const double u = (centre - off) / scale;
         if (filter == Filter::nearest) {
-          f = std::clamp(static_cast<int>(std::floor(u)), 0, n - 1);
+          f = static_cast<int>(std::clamp(std::floor(u), 0.0, nmax - 1));
           c = 1;
           ax.weights.push_back(static_cast<float>(cov));
         } else if (filter == Filter::linear) {
@@ -126,7 +136,7 @@ Axis makeAxis(double off, double scale, int n, double lo, double hi, Filter filt
           }
         } else {
           // Catmull-Rom; taps outside the image fold onto its edge pixels.
-          const double s = u - 0.5;
+          const double s = std::clamp(u - 0.5, -2.0, nmax + 1);
           const int i0 = static_cast<int>(std::floor(s));
           const double t = s - i0;
           const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
@@ -493,41 +503,90 @@ void interpolateRows(const Axis& ax, const Axis& ay, RowAt rowAt, Emitter& emitt
 // values with 8 fraction bits, device rows blend two of those, and the result
 // goes straight into the bitmap. Weights keep the edge coverage.
 
-__attribute__((target_clones("avx2", "default"))) void blendRows(std::uint8_t* out,
-                                                                 const std::uint16_t* h0,
-                                                                 std::uint32_t w0,
-                                                                 const std::uint16_t* h1,
-                                                                 std::uint32_t w1, std::size_t n) {
-  // Weights of 8 bits times values with 8 fraction bits: the high halves of
-  // 16 x 16-bit products, one multiply instruction per lane.
-  const std::uint32_t a = w0 << 8, b = w1 << 8;
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::uint32_t hi0 = (h0[i] * a) >> 16, hi1 = (h1[i] * b) >> 16;
-    out[i] = static_cast<std::uint8_t>((static_cast<std::uint16_t>(hi0 + hi1) + 128u) >> 8);
+// out = (w0 * h0 + w1 * h1) / 65536, rounded: weights of 8 bits times values
+// with 8 fraction bits, as the high halves of 16 x 16-bit products (one
+// multiply instruction per lane). A whole weight (256) becomes 65535/65536,
+// which the rounding absorbs; sums stay below 65536.
+void blendRowsScalar(std::uint8_t* out, const std::uint16_t* h0, std::uint16_t a,
+                     const std::uint16_t* h1, std::uint16_t b, std::size_t i, std::size_t n) {
+  for (; i < n; ++i) {
+    const std::uint32_t hi0 = (std::uint32_t{h0[i]} * a) >> 16, hi1 = (std::uint32_t{h1[i]} * b) >> 16;
+    out[i] = static_cast<std::uint8_t>((hi0 + hi1 + 128u) >> 8);
   }
 }
 
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void blendRowsAvx2(std::uint8_t* out, const std::uint16_t* h0,
+                                                   std::uint16_t a, const std::uint16_t* h1,
+                                                   std::uint16_t b, std::size_t n) {
+  const __m256i va = _mm256_set1_epi16(static_cast<short>(a));
+  const __m256i vb = _mm256_set1_epi16(static_cast<short>(b));
+  const __m256i half = _mm256_set1_epi16(128);
+  std::size_t i = 0;
+  for (; i + 32 <= n; i += 32) {
+    __m256i r[2];
+    for (int k = 0; k < 2; ++k) {
+      const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(h0 + i + 16 * k));
+      const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(h1 + i + 16 * k));
+      const __m256i sum = _mm256_add_epi16(_mm256_mulhi_epu16(x, va), _mm256_mulhi_epu16(y, vb));
+      r[k] = _mm256_srli_epi16(_mm256_add_epi16(sum, half), 8);
+    }
+    // packus interleaves 128-bit halves; permute them back into order.
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(r[0], r[1]), 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), packed);
+  }
+  blendRowsScalar(out, h0, a, h1, b, i, n);
+}
+#endif
+
+void blendRows(std::uint8_t* out, const std::uint16_t* h0, std::uint32_t w0, const std::uint16_t* h1,
+               std::uint32_t w1, std::size_t n) {
+  const std::uint16_t a = static_cast<std::uint16_t>(std::min(w0 << 8, 65535u));
+  const std::uint16_t b = static_cast<std::uint16_t>(std::min(w1 << 8, 65535u));
+  std::size_t i = 0;
+#if defined(__x86_64__)
+  static const bool avx2 = __builtin_cpu_supports("avx2");
+  if (avx2) return blendRowsAvx2(out, h0, a, h1, b, n);
+  const __m128i va = _mm_set1_epi16(static_cast<short>(a)), vb = _mm_set1_epi16(static_cast<short>(b));
+  const __m128i half = _mm_set1_epi16(128);
+  for (; i + 16 <= n; i += 16) {
+    auto lane = [&](std::size_t k) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h0 + k));
+      const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h1 + k));
+      const __m128i s = _mm_add_epi16(_mm_mulhi_epu16(x, va), _mm_mulhi_epu16(y, vb));
+      return _mm_srli_epi16(_mm_add_epi16(s, half), 8);
+    };
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(lane(i), lane(i + 8)));
+  }
+#endif
+  blendRowsScalar(out, h0, a, h1, b, i, n);
+}
+
+// Four-channel rows: each column's two weights stand as eight 16-bit lanes
+// (w0 w0 w0 w0 w1 w1 w1 w1) beside the two source pixels they multiply.
 __attribute__((target_clones("avx2", "default"))) void interpolateRow8x4(
     const std::uint8_t* __restrict row, const int* __restrict first, int m,
-    const std::uint16_t* __restrict wq, std::uint16_t* __restrict out) {
-  using Bytes4 = std::uint8_t __attribute__((vector_size(4)));
+    const std::uint16_t* __restrict lanes, std::uint16_t* __restrict out) {
+  using Bytes8 = std::uint8_t __attribute__((vector_size(8)));
+  using Words8 = std::uint16_t __attribute__((vector_size(16)));
   using Words4 = std::uint16_t __attribute__((vector_size(8)));
   for (int j = 0; j < m; ++j) {
-    const std::uint8_t* p = row + static_cast<std::ptrdiff_t>(first[j]) * 4;
-    Bytes4 x0, x1;
-    std::memcpy(&x0, p, 4);
-    std::memcpy(&x1, p + 4, 4);
-    const Words4 y = __builtin_convertvector(x0, Words4) * wq[2 * j] +
-                     __builtin_convertvector(x1, Words4) * wq[2 * j + 1];
+    Bytes8 x;
+    std::memcpy(&x, row + static_cast<std::ptrdiff_t>(first[j]) * 4, 8);
+    Words8 w;
+    std::memcpy(&w, lanes + 8 * j, 16);
+    const Words8 p = __builtin_convertvector(x, Words8) * w;
+    const Words4 y = Words4{p[0], p[1], p[2], p[3]} + Words4{p[4], p[5], p[6], p[7]};
     std::memcpy(out + 4 * j, &y, 8);
   }
 }
 
 template <int C>
 void interpolateRow8(const std::uint8_t* __restrict row, const int* __restrict first, int m,
-                     const std::uint16_t* __restrict wq, std::uint16_t* __restrict out) {
+                     const std::uint16_t* __restrict wq, const std::uint16_t* __restrict lanes,
+                     std::uint16_t* __restrict out) {
   if constexpr (C == 4) {
-    interpolateRow8x4(row, first, m, wq, out);
+    interpolateRow8x4(row, first, m, lanes, out);
   } else {
     for (int j = 0; j < m; ++j) {
       const std::uint8_t* p = row + static_cast<std::ptrdiff_t>(first[j]) * C;
@@ -625,12 +684,17 @@ void enlarge8(const DrawTarget& target, const PixelFormat& src, const Axis& ax, 
   const std::size_t dn = static_cast<std::size_t>(m) * C;
   // Two taps per column (the second weight 0 where there is one), 8 bits.
   std::vector<std::uint16_t> wq(static_cast<std::size_t>(m) * 2);
+  std::vector<std::uint16_t> lanes(C == 4 ? static_cast<std::size_t>(m) * 8 : 0);
   for (int j = 0; j < m; ++j) {
     const float* w = ax.weights.data() + ax.offset[j];
     const std::uint16_t a = static_cast<std::uint16_t>(std::lround(w[0] * 256.f));
     const std::uint16_t b = ax.count[j] > 1 ? static_cast<std::uint16_t>(std::lround(w[1] * 256.f)) : 0;
     wq[2 * j] = a;
     wq[2 * j + 1] = b;
+    for (int k = 0; k < 4; ++k) {
+      lanes[8 * static_cast<std::size_t>(j) + static_cast<std::size_t>(k)] = a;
+      lanes[8 * static_cast<std::size_t>(j) + 4 + static_cast<std::size_t>(k)] = b;
+    }
   }
   std::vector<std::uint16_t> slots(dn * 2);
   int held[2] = {-1, -1};
@@ -648,7 +712,7 @@ void enlarge8(const DrawTarget& target, const PixelFormat& src, const Axis& ax, 
       if (held[z] == r) return slots.data() + dn * static_cast<std::size_t>(z);
     const int z = (held[0] == f || held[0] == f + 1) ? 1 : 0;
     std::memcpy(padded.data(), rowAt(r), copyLen);
-    interpolateRow8<C>(padded.data(), ax.first.data(), m, wq.data(),
+    interpolateRow8<C>(padded.data(), ax.first.data(), m, wq.data(), lanes.data(),
                        slots.data() + dn * static_cast<std::size_t>(z));
     held[z] = r;
     return slots.data() + dn * static_cast<std::size_t>(z);
@@ -796,11 +860,13 @@ void drawTransformed(const DrawTarget& target, const DrawState& state, const Pla
   }
   const double cx0 = std::max(0.0, state.clip.x0), cx1 = std::min<double>(target.width, state.clip.x1);
   const double cy0 = std::max(0.0, state.clip.y0), cy1 = std::min<double>(target.height, state.clip.y1);
-  const int x0 = static_cast<int>(std::floor(std::max(cx0, *std::min_element(xs, xs + 4))));
-  const int x1 = static_cast<int>(std::ceil(std::min(cx1, *std::max_element(xs, xs + 4))));
-  const int y0 = static_cast<int>(std::floor(std::max(cy0, *std::min_element(ys, ys + 4))));
-  const int y1 = static_cast<int>(std::ceil(std::min(cy1, *std::max_element(ys, ys + 4))));
-  if (x1 <= x0 || y1 <= y0) return;
+  const double bx0 = std::max(cx0, *std::min_element(xs, xs + 4));
+  const double bx1 = std::min(cx1, *std::max_element(xs, xs + 4));
+  const double by0 = std::max(cy0, *std::min_element(ys, ys + 4));
+  const double by1 = std::min(cy1, *std::max_element(ys, ys + 4));
+  if (!(bx1 > bx0) || !(by1 > by0)) return;
+  const int x0 = static_cast<int>(std::floor(bx0)), x1 = static_cast<int>(std::ceil(bx1));
+  const int y0 = static_cast<int>(std::floor(by0)), y1 = static_cast<int>(std::ceil(by1));
   const float maxValue = sizeof(T) == 1 ? 255.f : 65535.f;
   Emitter emitter(target, format, space, maxValue, static_cast<float>(state.alpha));
   const int n = x1 - x0;
@@ -826,8 +892,8 @@ void drawTransformed(const DrawTarget& target, const DrawState& state, const Pla
         continue;
       }
       if (nearest) {
-        const T* s = px(std::clamp(static_cast<int>(std::floor(u)), 0, sw - 1),
-                        std::clamp(static_cast<int>(std::floor(v)), 0, sh - 1));
+        const T* s = px(static_cast<int>(std::clamp(std::floor(u), 0.0, sw - 1.0)),
+                        static_cast<int>(std::clamp(std::floor(v), 0.0, sh - 1.0)));
         for (int k = 0; k < C; ++k) o[k] = static_cast<float>(c * s[k]);
         continue;
       }
@@ -926,6 +992,7 @@ void drawWith(const DrawTarget& target, const DrawState& state, CGRect rect, con
 
 void drawImage(const DrawTarget& target, const DrawState& state, CGRect rect, const CGImage& image) {
   if (CGRectIsNull(rect) || rect.size.width == 0 || rect.size.height == 0) return;
+  if (!finite(state.ctm)) return;
   if (!std::isfinite(rect.origin.x) || !std::isfinite(rect.origin.y) ||
       !std::isfinite(rect.size.width) || !std::isfinite(rect.size.height))
     return;
@@ -949,8 +1016,11 @@ void drawImage(const DrawTarget& target, const DrawState& state, CGRect rect, co
 
 void fillRect(const DrawTarget& target, const DrawState& state, CGRect rect, const float* color,
               bool clear) {
-  if (CGRectIsNull(rect) || CGRectIsEmpty(rect)) return;
+  if (CGRectIsNull(rect) || CGRectIsEmpty(rect) || !finite(state.ctm)) return;
   const CGRect r = CGRectStandardize(rect);
+  if (!std::isfinite(r.origin.x) || !std::isfinite(r.origin.y) || !std::isfinite(r.size.width) ||
+      !std::isfinite(r.size.height))
+    return;
   const CGAffineTransform& m = state.ctm;
   // The rectangle as a placement of a 1 x 1 "image".
   Placement p;

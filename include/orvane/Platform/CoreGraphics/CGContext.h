@@ -130,6 +130,13 @@ ORVANE_EXPORT void CGContextClearRect(const CGContextRef& context, CGRect rect);
 /// colour-matched into the context's (relative colorimetric); images in an
 /// equal space are copied without matching.
 ///
+/// Under a CTM that turns or shears the image, each device pixel samples the
+/// image bilinearly through the inverse transform (nearest for None); when
+/// that also shrinks the image, it is first area-averaged upright to about
+/// the size it covers (at 8 bits per component), so every pixel still counts.
+/// Edge coverage there is estimated from the pixel centre's distance to each
+/// edge, which is exact where one edge crosses a pixel.
+///
 /// An image read from encoded data that is shrunk and not decoded yet is
 /// drawn from its decoder's reduced decode when one is large enough, or from
 /// its rows as they are decoded, without keeping full-size pixels.

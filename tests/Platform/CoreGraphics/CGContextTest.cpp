@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include "CGTestSupport.h"
+
+namespace orvane {
+namespace {
+
+using namespace cgtest;
+
+TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
+  struct Case {
+    const char* name;
+    std::size_t w, h, bpc, bpr;
+    bool gray;
+    CGBitmapInfo info;
+    bool ok;
+  };
+  const Case cases[] = {
+      {"argb", 4, 2, 8, 16, false, kCGImageAlphaPremultipliedFirst, true},
+      {"rgba", 4, 2, 8, 0, false, kCGImageAlphaPremultipliedLast, true},
+      {"xrgb", 4, 2, 8, 20, false, kCGImageAlphaNoneSkipFirst, true},
+      {"rgbx", 4, 2, 8, 16, false, kCGImageAlphaNoneSkipLast, true},
+      {"bgra", 4, 2, 8, 16, false, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true},
+      {"gray", 4, 2, 8, 4, true, kCGImageAlphaNone, true},
+      {"unpremultiplied", 4, 2, 8, 16, false, kCGImageAlphaLast, false},
+      {"rgb 24", 4, 2, 8, 12, false, kCGImageAlphaNone, false},
+      {"16-bit", 4, 2, 16, 32, false, kCGImageAlphaPremultipliedLast, false},
+      {"gray with alpha", 4, 2, 8, 8, true, kCGImageAlphaPremultipliedLast, false},
+      {"16Little", 4, 2, 8, 16, false, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder16Little, false},
+      {"zero width", 0, 2, 8, 16, false, kCGImageAlphaPremultipliedFirst, false},
+      {"zero height", 4, 0, 8, 16, false, kCGImageAlphaPremultipliedFirst, false},
+      {"row too short", 4, 2, 8, 15, false, kCGImageAlphaPremultipliedFirst, false},
+  };
+  for (const Case& c : cases) {
+    const auto space = c.gray ? CGColorSpaceCreateDeviceGray() : srgb();
+    const auto ctx = CGBitmapContextCreate(nullptr, c.w, c.h, c.bpc, c.bpr, space, c.info);
+    EXPECT_EQ(ctx != nullptr, c.ok) << c.name;
+    if (!ctx) continue;
+    const std::size_t px = c.gray ? 1 : 4;
+    EXPECT_EQ(CGBitmapContextGetBytesPerRow(ctx), c.bpr ? c.bpr : c.w * px) << c.name;
+    EXPECT_EQ(CGBitmapContextGetBitsPerPixel(ctx), px * 8);
+    EXPECT_EQ(CGBitmapContextGetBitmapInfo(ctx), c.info);
+    EXPECT_EQ(CGBitmapContextGetColorSpace(ctx), space);
+    const auto* data = static_cast<const std::uint8_t*>(CGBitmapContextGetData(ctx));
+    for (std::size_t i = 0; i < CGBitmapContextGetBytesPerRow(ctx) * c.h; ++i) ASSERT_EQ(data[i], 0);
+  }
+  EXPECT_FALSE(CGBitmapContextCreate(nullptr, 4, 4, 8, 16, nullptr, kCGImageAlphaPremultipliedFirst));
+  EXPECT_EQ(CGBitmapContextGetData(nullptr), nullptr);
+  EXPECT_EQ(CGBitmapContextGetWidth(nullptr), 0u);
+  EXPECT_EQ(CGBitmapContextCreateImage(nullptr), nullptr);
+}
+
+// Orange fill in every target layout: the bytes land where the layout says.
+TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
+  struct Case {
+    CGBitmapInfo info;
+    std::array<int, 4> bytes;
+  };
+  const Case cases[] = {
+      {kCGImageAlphaPremultipliedFirst, {255, 255, 128, 0}},
+      {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
+      {kCGImageAlphaPremultipliedLast, {255, 128, 0, 255}},
+      {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, {0, 128, 255, 255}},
+      {kCGImageAlphaPremultipliedLast | kCGBitmapByteOrder32Little, {255, 0, 128, 255}},
+      {kCGImageAlphaNoneSkipFirst, {255, 255, 128, 0}},
+      {kCGImageAlphaNoneSkipLast | kCGBitmapByteOrder32Little, {255, 0, 128, 255}},
+  };
+  for (const Case& c : cases) {
+    const auto ctx = CGBitmapContextCreate(nullptr, 1, 1, 8, 4, srgb(), c.info);
+    CGContextSetRGBFillColor(ctx, 1, 128 / 255.0, 0, 1);
+    CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));
+    EXPECT_EQ(at(ctx, 0, 0), c.bytes) << std::hex << c.info;
+  }
+  std::uint8_t g = 0;
+  const auto gray = CGBitmapContextCreate(&g, 1, 1, 8, 1, CGColorSpaceCreateDeviceGray(), kCGImageAlphaNone);
+  CGContextSetRGBFillColor(gray, 1, 1, 1, 1);
+  CGContextFillRect(gray, CGRectMake(0, 0, 1, 1));
+  EXPECT_EQ(g, 255);
+}
+
+TEST(CGBitmapContext, DrawsIntoTheCallersBuffer) {
+  std::vector<std::uint8_t> buffer(2 * 12, 7);  // 2 rows of 2 pixels and 4 spare bytes
+  const auto ctx = CGBitmapContextCreate(buffer.data(), 2, 2, 8, 12, srgb(), kCGImageAlphaPremultipliedLast);
+  EXPECT_EQ(CGBitmapContextGetData(ctx), buffer.data());
+  CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));  // lower-left pixel: row 1
+  EXPECT_EQ(buffer[12], 0);
+  EXPECT_EQ(buffer[15], 255);
+  EXPECT_EQ(buffer[0], 7);
+  EXPECT_EQ(buffer[8], 7);  // padding untouched
+}
+
+TEST(CGBitmapContext, FillCoverageClearAndAlpha) {
+  const auto ctx = argb(4, 1);
+  CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
+  CGContextFillRect(ctx, CGRectMake(0.5, 0, 2.25, 1));
+  EXPECT_NEAR(at(ctx, 0, 0)[0], 127.5, 0.5);
+  EXPECT_EQ(at(ctx, 1, 0)[0], 255);
+  EXPECT_NEAR(at(ctx, 2, 0)[0], 191.25, 0.5);
+  EXPECT_EQ(at(ctx, 3, 0)[0], 0);
+  // Clearing half a pixel takes half of what is there.
+  CGContextClearRect(ctx, CGRectMake(1.5, 0, 5, 1));
+  EXPECT_NEAR(at(ctx, 1, 0)[0], 127.5, 0.5);
+  EXPECT_EQ(at(ctx, 2, 0), (std::array<int, 4>{0, 0, 0, 0}));
+  // Half-transparent red at alpha 0.5 over nothing: a quarter.
+  CGContextSetRGBFillColor(ctx, 1, 0, 0, 0.5);
+  CGContextSetAlpha(ctx, 0.5);
+  CGContextFillRect(ctx, CGRectMake(3, 0, 1, 1));
+  EXPECT_NEAR(at(ctx, 3, 0)[0], 63.75, 0.5);
+  EXPECT_EQ(at(ctx, 3, 0)[1], at(ctx, 3, 0)[0]);
+}
+
+TEST(CGBitmapContext, RotatedFillCoversItsInteriorAndBlendsItsEdges) {
+  const auto ctx = argb(20, 20);
+  CGContextTranslateCTM(ctx, 10, 10);
+  CGContextRotateCTM(ctx, 0.3);
+  CGContextFillRect(ctx, CGRectMake(-5, -5, 10, 10));
+  EXPECT_EQ(at(ctx, 10, 10)[0], 255);
+  EXPECT_EQ(at(ctx, 0, 0)[0], 0);
+  int partial = 0;
+  for (int y = 0; y < 20; ++y)
+    for (int x = 0; x < 20; ++x) partial += at(ctx, x, y)[0] > 0 && at(ctx, x, y)[0] < 255;
+  EXPECT_GT(partial, 20);
+}
+
+TEST(CGContextState, SaveAndRestoreKeepCTMClipColourAlphaAndQuality) {
+  const auto ctx = argb(4, 4);
+  CGContextSaveGState(ctx);
+  CGContextTranslateCTM(ctx, 1, 2);
+  CGContextScaleCTM(ctx, 2, 3);
+  EXPECT_EQ(CGContextGetCTM(ctx), CGAffineTransformMake(2, 0, 0, 3, 1, 2));
+  CGContextClipToRect(ctx, CGRectMake(0, 0, 0.5, 0.5));  // device (1, 2, 1, 1.5)
+  const CGRect clip = CGContextGetClipBoundingBox(ctx);
+  EXPECT_NEAR(clip.origin.x, 0, 1e-12);
+  EXPECT_NEAR(clip.origin.y, 0, 1e-12);
+  EXPECT_NEAR(clip.size.width, 0.5, 1e-12);
+  EXPECT_NEAR(clip.size.height, 0.5, 1e-12);
+  CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
+  CGContextSetRGBFillColor(ctx, 1, 0, 0, 1);
+  CGContextSetAlpha(ctx, 0.25);
+  CGContextRestoreGState(ctx);
+  CGContextRestoreGState(ctx);  // one too many: nothing happens
+  EXPECT_EQ(CGContextGetCTM(ctx), CGAffineTransformIdentity);
+  EXPECT_EQ(CGContextGetClipBoundingBox(ctx), CGRectMake(0, 0, 4, 4));
+  EXPECT_EQ(CGContextGetInterpolationQuality(ctx), kCGInterpolationDefault);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 4, 4));
+  EXPECT_EQ(at(ctx, 2, 2), (std::array<int, 4>{255, 0, 0, 0}));  // opaque black
+  EXPECT_EQ(CGContextGetCTM(nullptr), CGAffineTransformIdentity);
+  EXPECT_TRUE(CGRectIsNull(CGContextGetClipBoundingBox(nullptr)));
+}
+
+TEST(CGContextState, ClipLimitsFillsAndDraws) {
+  const auto ctx = argb(4, 2);
+  CGContextClipToRect(ctx, CGRectMake(1, 0, 2.5, 2));
+  CGContextClipToRect(ctx, CGRectMake(0, 1, 4, 1));  // top row only
+  CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 4, 2));
+  EXPECT_EQ(at(ctx, 0, 0)[0], 0);
+  EXPECT_EQ(at(ctx, 1, 0)[0], 255);
+  EXPECT_NEAR(at(ctx, 3, 0)[0], 127.5, 0.5);
+  EXPECT_EQ(at(ctx, 1, 1)[0], 0);
+  CGContextClearRect(ctx, CGRectMake(0, 0, 4, 2));
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 4, 2), solid(4, 2, {9, 9, 9, 255}));
+  EXPECT_EQ(at(ctx, 2, 0)[1], 9);
+  EXPECT_EQ(at(ctx, 2, 1)[1], 0);
+  EXPECT_EQ(at(ctx, 0, 0)[1], 0);
+}
+
+TEST(CGBitmapContext, ImageKeepsThePixelsOfItsMoment) {
+  const auto ctx = argb(2, 1);
+  CGContextSetRGBFillColor(ctx, 1, 0, 0, 1);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
+  const auto first = CGBitmapContextCreateImage(ctx);
+  CGContextSetRGBFillColor(ctx, 0, 0, 1, 1);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));
+  const auto second = CGBitmapContextCreateImage(ctx);
+  const Data red{255, 255, 0, 0, 255, 255, 0, 0};
+  const Data mixed{255, 0, 0, 255, 255, 255, 0, 0};
+  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(first)), red);
+  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(second)), mixed);
+  EXPECT_EQ(CGImageGetBitmapInfo(first), kCGImageAlphaPremultipliedFirst);
+  EXPECT_EQ(CGImageGetBytesPerRow(first), 8u);
+  // Writing through the data pointer does not reach the images either.
+  static_cast<std::uint8_t*>(CGBitmapContextGetData(ctx))[1] = 7;
+  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(second)), mixed);
+  // An image of a caller's buffer is a copy.
+  std::vector<std::uint8_t> buffer(4, 0);
+  const auto outside = CGBitmapContextCreate(buffer.data(), 1, 1, 8, 4, srgb(), kCGImageAlphaPremultipliedFirst);
+  const auto snap = CGBitmapContextCreateImage(outside);
+  buffer[0] = 9;
+  EXPECT_EQ((*CGDataProviderCopyData(CGImageGetDataProvider(snap)))[0], 0);
+}
+
+}  // namespace
+}  // namespace orvane

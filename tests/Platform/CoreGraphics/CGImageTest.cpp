@@ -1,0 +1,214 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "CGTestSupport.h"
+#include "Platform/CoreGraphics/ImageDecoder.h"
+
+namespace orvane {
+namespace {
+
+using namespace cgtest;
+
+TEST(CGImage, CreateChecksItsParameters) {
+  struct Case {
+    const char* name;
+    std::size_t w, h, bpc, bpp, bpr;
+    CGBitmapInfo info;
+    std::size_t bytes;
+    bool gray;
+    bool ok;
+  };
+  const Case cases[] = {
+      {"rgba", 3, 2, 8, 32, 12, kCGImageAlphaPremultipliedLast, 24, false, true},
+      {"last row needs only its pixels", 3, 2, 8, 32, 16, kCGImageAlphaLast, 28, false, true},
+      {"rgb 16", 2, 2, 16, 48, 12, kCGImageAlphaNone, 24, false, true},
+      {"gray", 5, 1, 8, 8, 5, kCGImageAlphaNone, 5, true, true},
+      {"zero width", 0, 2, 8, 32, 12, kCGImageAlphaLast, 24, false, false},
+      {"zero height", 3, 0, 8, 32, 12, kCGImageAlphaLast, 24, false, false},
+      {"4 bits", 3, 2, 4, 16, 12, kCGImageAlphaLast, 24, false, false},
+      {"bpp does not fit", 3, 2, 8, 24, 12, kCGImageAlphaLast, 24, false, false},
+      {"row too short", 3, 2, 8, 32, 11, kCGImageAlphaLast, 24, false, false},
+      {"too few bytes", 3, 2, 8, 32, 12, kCGImageAlphaLast, 23, false, false},
+      {"alpha only", 3, 2, 8, 8, 3, kCGImageAlphaOnly, 6, true, false},
+      {"32Little with 24 bits", 3, 2, 8, 24, 9, kCGImageAlphaNone | kCGBitmapByteOrder32Little, 18, false, false},
+      {"32Little with 16-bit", 1, 1, 16, 64, 8, kCGImageAlphaLast | kCGBitmapByteOrder32Little, 8, false, false},
+      {"float bit", 1, 1, 8, 32, 4, kCGImageAlphaLast | 0x100, 4, false, false},
+  };
+  for (const Case& c : cases) {
+    const auto space = c.gray ? CGColorSpaceCreateDeviceGray() : srgb();
+    const auto img = CGImageCreate(c.w, c.h, c.bpc, c.bpp, c.bpr, space, c.info,
+                                   CGDataProviderCreateWithData(Data(c.bytes)), nullptr, true,
+                                   kCGRenderingIntentDefault);
+    EXPECT_EQ(img != nullptr, c.ok) << c.name;
+    if (!img) continue;
+    EXPECT_EQ(CGImageGetWidth(img), c.w);
+    EXPECT_EQ(CGImageGetHeight(img), c.h);
+    EXPECT_EQ(CGImageGetBitsPerComponent(img), c.bpc);
+    EXPECT_EQ(CGImageGetBitsPerPixel(img), c.bpp);
+    EXPECT_EQ(CGImageGetBytesPerRow(img), c.bpr);
+    EXPECT_EQ(CGImageGetBitmapInfo(img), c.info);
+    EXPECT_EQ(CGImageGetAlphaInfo(img), c.info & kCGBitmapAlphaInfoMask);
+    EXPECT_EQ(CGImageGetColorSpace(img), space);
+  }
+  const double decode[2] = {1, 0};
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, CGDataProviderCreateWithData(Data(4)),
+                             decode, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast,
+                             CGDataProviderCreateWithData(Data(4)), nullptr, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true,
+                             kCGRenderingIntentDefault));
+}
+
+TEST(CGImage, NullImageAnswersZero) {
+  const CGImageRef none;
+  EXPECT_EQ(CGImageGetWidth(none), 0u);
+  EXPECT_EQ(CGImageGetBytesPerRow(none), 0u);
+  EXPECT_EQ(CGImageGetColorSpace(none), nullptr);
+  EXPECT_EQ(CGImageGetDataProvider(none), nullptr);
+  EXPECT_EQ(CGDataProviderCopyData(nullptr), nullptr);
+  EXPECT_EQ(CGImageCreateWithImageInRect(none, CGRectMake(0, 0, 1, 1)), nullptr);
+}
+
+TEST(CGImage, ProviderHandsBackTheBytes) {
+  const Data bytes{1, 2, 3, 4, 5, 6, 7, 8};
+  const auto img = image8(2, 1, 4, kCGImageAlphaLast, bytes);
+  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(img)), bytes);
+}
+
+TEST(CGImage, CropTakesTheIntegralRectangleFromTheTopLeft) {
+  Data px;
+  for (std::uint8_t i = 0; i < 12; ++i) px.insert(px.end(), {i, 0, 0, 255});
+  const auto img = image8(4, 3, 4, kCGImageAlphaPremultipliedLast, px);
+  const auto crop = CGImageCreateWithImageInRect(img, CGRectMake(1.5, 0.2, 2, 1.5));
+  ASSERT_TRUE(crop);
+  // (1.5, 0.2, 2, 1.5) made integral is (1, 0, 3, 2).
+  EXPECT_EQ(CGImageGetWidth(crop), 3u);
+  EXPECT_EQ(CGImageGetHeight(crop), 2u);
+  EXPECT_EQ(CGImageGetBytesPerRow(crop), 12u);
+  const auto data = CGDataProviderCopyData(CGImageGetDataProvider(crop));
+  const int want[] = {1, 2, 3, 5, 6, 7};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ((*data)[static_cast<std::size_t>(i) * 4], want[i]);
+  // Clipped to the image; nothing left answers null.
+  EXPECT_EQ(CGImageGetWidth(CGImageCreateWithImageInRect(img, CGRectMake(3, -5, 10, 6))), 1u);
+  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)));
+  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectNull));
+}
+
+// A decoder that hands out a solid grey picture and counts its calls.
+class FakeDecoder : public ImageDecoder {
+ public:
+  FakeDecoder(int w, int h, std::uint8_t value, bool reduced, bool stream, bool streamFails = false)
+      : w_(w), h_(h), value_(value), reduced_(reduced), stream_(stream), streamFails_(streamFails) {}
+  std::optional<Data> decode() const override {
+    ++decodes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return Data(static_cast<std::size_t>(w_) * h_ * 4, value_);
+  }
+  CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
+    ++reducedCalls;
+    asked = {double(minWidth), double(minHeight)};
+    if (!reduced_) return nullptr;
+    // Colour 10 apart from the full decode, so a test sees which one drew.
+    return solid(w_ / 4, h_ / 4, {std::uint8_t(value_ + 10), std::uint8_t(value_ + 10),
+                                  std::uint8_t(value_ + 10), 255});
+  }
+  bool canStreamRows() const override { return stream_; }
+  bool streamRows(ImageRowSink& sink) const override {
+    ++streams;
+    const Data row(static_cast<std::size_t>(w_) * 4, value_);
+    for (int r = 0; r < h_; ++r) {
+      if (streamFails_ && r == h_ / 2) return false;
+      ++rowsStreamed;
+      if (!sink.consumeRow(row.data())) return true;
+    }
+    return true;
+  }
+  mutable std::atomic<int> decodes{0}, reducedCalls{0}, streams{0}, rowsStreamed{0};
+  mutable CGSize asked;
+
+ private:
+  int w_, h_;
+  std::uint8_t value_;
+  bool reduced_, stream_, streamFails_;
+};
+
+ImagePixelLayout rgbaLayout(int w, int h) {
+  return {static_cast<std::size_t>(w), static_cast<std::size_t>(h), 8, 32,
+          static_cast<std::size_t>(w) * 4, kCGImageAlphaNoneSkipLast};
+}
+
+TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
+  auto decoder = std::make_shared<FakeDecoder>(8, 8, 100, false, false);
+  const auto img = CGImageCreateWithDecoder(rgbaLayout(8, 8), srgb(), decoder);
+  ASSERT_TRUE(img);
+  EXPECT_EQ(decoder->decodes, 0);
+  std::vector<std::thread> threads;
+  std::atomic<int> seen{0};
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      const auto data = CGDataProviderCopyData(CGImageGetDataProvider(img));
+      if (data && data->size() == 256 && (*data)[0] == 100) ++seen;
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(seen, 4);
+  EXPECT_EQ(decoder->decodes, 1);
+}
+
+TEST(DecoderImage, ShrinkingDrawUsesAReducedDecodeBigEnough) {
+  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, true, true);
+  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
+  const auto ctx = argb(16, 8);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 13, 7.5), img);
+  EXPECT_EQ(decoder->decodes, 0);
+  EXPECT_EQ(decoder->streams, 0);
+  EXPECT_EQ(decoder->asked, CGSizeMake(13, 8));
+  EXPECT_EQ(at(ctx, 5, 3)[1], 110);
+}
+
+TEST(DecoderImage, ShrinkingDrawStreamsRowsWithoutAFullDecode) {
+  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, false, true);
+  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
+  const auto ctx = argb(16, 8);
+  // The lower half of the image falls outside the bitmap: streaming stops
+  // once the visible rows are in.
+  CGContextDrawImage(ctx, CGRectMake(0, -8, 16, 16), img);
+  EXPECT_EQ(decoder->decodes, 0);
+  EXPECT_EQ(decoder->streams, 1);
+  EXPECT_LT(decoder->rowsStreamed, 32);
+  EXPECT_EQ(at(ctx, 5, 3), (std::array<int, 4>{255, 100, 100, 100}));
+}
+
+TEST(DecoderImage, FallsBackToTheFullDecodeWhenStreamingFails) {
+  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, false, true, true);
+  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
+  const auto ctx = argb(16, 8);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 16, 8), img);
+  EXPECT_EQ(decoder->decodes, 1);
+  EXPECT_EQ(at(ctx, 5, 7), (std::array<int, 4>{255, 100, 100, 100}));
+}
+
+TEST(DecoderImage, EnlargingOrDecodedImagesUseThePixels) {
+  auto decoder = std::make_shared<FakeDecoder>(4, 4, 100, true, true);
+  const auto img = CGImageCreateWithDecoder(rgbaLayout(4, 4), srgb(), decoder);
+  const auto ctx = argb(8, 8);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 8, 8), img);
+  EXPECT_EQ(decoder->decodes, 1);
+  EXPECT_EQ(decoder->reducedCalls, 0);
+  CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
+  EXPECT_EQ(decoder->reducedCalls, 0);
+  EXPECT_EQ(decoder->streams, 0);
+}
+
+TEST(DecoderImage, RefusesLayoutsAndSizesItCannotHold) {
+  auto decoder = std::make_shared<FakeDecoder>(4, 4, 1, false, false);
+  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), nullptr, decoder));
+  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), srgb(), nullptr));
+  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(65536, 1), srgb(), decoder));
+  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(16385, 16385), srgb(), decoder));
+  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), CGColorSpaceCreateDeviceGray(), decoder));
+}
+
+}  // namespace
+}  // namespace orvane
