@@ -14,6 +14,7 @@
 #include "orvane/Platform/Foundation/Data.h"
 #include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/Foundation/NSError.h"
+#include "orvane/Platform/ImageIO/UTCoreTypes.h"
 
 namespace orvane {
 
