@@ -1,0 +1,98 @@
+#include "orvane/Image/NSImageUtilites.h"
+
+#include <gtest/gtest.h>
+
+#include "Image/ImageTestSupport.h"
+#include "orvane/Platform/AppKit/NSGraphicsContext.h"
+
+namespace orvane {
+namespace {
+
+using N = NSImageUtilites;
+using testing::ScopedMainScreen;
+using testing::solidImage;
+
+bool isJpeg(const std::optional<Data>& d) { return d && d->size() > 3 && (*d)[0] == 0xFF && (*d)[1] == 0xD8; }
+bool isPng(const std::optional<Data>& d) { return d && d->size() > 8 && (*d)[1] == 'P' && (*d)[2] == 'N'; }
+
+// An image drawn by a handler that fills its rectangle with one colour.
+std::shared_ptr<NSImage> drawn(CGSize size) {
+  return NSImage::imageWithSizeFlippedDrawingHandler(size, false, [](CGRect rect) {
+    const auto context = NSGraphicsContext::currentContext();
+    if (!context) return false;
+    CGContextSetRGBFillColor(context->CGContext(), 0, 1, 0, 1);
+    CGContextFillRect(context->CGContext(), rect);
+    return true;
+  });
+}
+
+TEST(NSImageUtilitesTest, TheCGImageFamilyWritesJpegWhateverItIsAskedFor) {
+  const CGImageRef image = solidImage(8, 8, {1, 2, 3});
+  EXPECT_TRUE(isJpeg(N::jpegDataFromCGImage(image)));
+  EXPECT_TRUE(isJpeg(N::pngDataFromCGImage(image)));
+  EXPECT_TRUE(isJpeg(N::jp2kDataFromCGImage(image)));
+  EXPECT_TRUE(isJpeg(N::dataFromCGImageWithCodec(image, "public.webp")));
+  EXPECT_FALSE(N::pngDataFromCGImage(nullptr));
+}
+
+TEST(NSImageUtilitesTest, TheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw) {
+  ScopedMainScreen none(std::nullopt);
+  // First representation a bitmap: encoded from it, at factor 1.0.
+  const auto bitmap = NSBitmapImageRep::initWithCGImage(solidImage(20, 10, {255, 0, 0}));
+  const auto withBitmap = NSImage::initWithSize({20, 10});
+  withBitmap->addRepresentation(bitmap);
+  withBitmap->addRepresentation(NSBitmapImageRep::initWithCGImage(solidImage(4, 4, {0, 0, 255})));
+  const NSDictionary best{{NSImageCompressionFactor, 1.0f}};
+  EXPECT_EQ(N::jpegData(withBitmap), bitmap->representationUsingTypeProperties(3, best));
+  EXPECT_TRUE(isPng(N::pngData(withBitmap)));
+
+  // First representation drawn, a bitmap behind it: the TIFF data holds the
+  // bitmap, and that is what gets encoded.
+  const auto behind = drawn({20, 10});
+  behind->addRepresentation(NSBitmapImageRep::initWithCGImage(solidImage(6, 3, {0, 0, 255})));
+  const CGImageRef fromTiff = HXImageUtility::readImageFromData(*N::pngData(behind));
+  ASSERT_TRUE(fromTiff);
+  EXPECT_EQ(CGImageGetWidth(fromTiff), 6u);
+
+  // Nothing but a drawing and no screen: a redraw at the point size (the
+  // focus bitmap's scale is 1 without a screen).
+  const CGImageRef redrawn = HXImageUtility::readImageFromData(*N::pngData(drawn({7, 5})));
+  ASSERT_TRUE(redrawn);
+  EXPECT_EQ(CGImageGetWidth(redrawn), 7u);
+  EXPECT_EQ(CGImageGetHeight(redrawn), 5u);
+  EXPECT_FALSE(N::dataWithCodec(nullptr, 4));
+}
+
+TEST(NSImageUtilitesTest, CGImageDecodesTheTiffDataBeforeItDraws) {
+  ScopedMainScreen none(std::nullopt);
+  const auto photo = NSImage::initWithCGImageSize(solidImage(64, 48, {5, 6, 7}), {640, 480});
+  const CGImageRef image = N::CGImage(photo);
+  ASSERT_TRUE(image);
+  EXPECT_EQ(CGImageGetWidth(image), 64u) << "the bitmap's pixels, not its point size";
+  EXPECT_EQ(N::convertFromTIFFRep(drawn({3, 3})), nullptr);
+  EXPECT_EQ(N::CGImage(drawn({3, 3})), nullptr) << "no screen: the scale factor 0 gives no bitmap";
+}
+
+TEST(NSImageUtilitesTest, DrawingTakesEachSideFromPixelsOfTwoOrMoreElsePointsTimesScale) {
+  ScopedMainScreen retina(MainScreenOverride{true, CGSizeMake(144, 144), 2.0});
+  const auto thin = NSImage::initWithCGImageSize(solidImage(1, 300, {0, 0, 0}), {10.7, 40});
+  const struct {
+    std::shared_ptr<NSImage> image;
+    std::size_t w, h;
+  } cases[] = {
+      {drawn({100, 50}), 200, 100},  // 0 x 0 pixels: points x 2
+      {thin, 21, 300},               // 1 pixel wide: 10.7 x 2 truncated; 300 high kept
+  };
+  for (const auto& c : cases) {
+    const CGImageRef image = N::convertFromDrawing(c.image);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(CGImageGetWidth(image), c.w);
+    EXPECT_EQ(CGImageGetHeight(image), c.h);
+    EXPECT_EQ(CGImageGetBitmapInfo(image), 2u);
+  }
+  const Data px = testing::pixelBytes(N::convertFromDrawing(drawn({4, 4})));
+  EXPECT_EQ(Data(px.begin(), px.begin() + 4), (Data{255, 0, 255, 0})) << "drawn, A R G B";
+}
+
+}  // namespace
+}  // namespace orvane
