@@ -6,6 +6,7 @@
 #include "Platform/Foundation/FileHandle.h"
 #include "Platform/Foundation/FileSystem.h"
 #include "Platform/Foundation/NSUUID.h"
+#include "Platform/System/Checksum.h"
 #include "Storage/ChunkIndex.h"
 #include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
@@ -17,6 +18,17 @@ namespace orvane {
 namespace {
 
 constexpr std::string_view kDamagedMessage = "Warning the chunk file has been damaged.";
+constexpr std::string_view kChecksumsKey = "_fragmentChecksums";
+
+void appendLE(Data& out, std::uint64_t value, unsigned bytes) {
+  for (unsigned i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+}
+
+std::uint64_t readLE(const std::uint8_t* p, unsigned bytes) {
+  std::uint64_t value = 0;
+  for (unsigned i = 0; i < bytes; ++i) value |= static_cast<std::uint64_t>(p[i]) << (8 * i);
+  return value;
+}
 
 std::filesystem::path fileIn(std::string_view directory, std::string_view identifier) {
   return std::filesystem::path(directory) / storageFileName(identifier);
@@ -103,6 +115,16 @@ void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
       entries.push_back({identifier, &chunks.back()});
     });
     coder.encodeDictionaryForKey(entries, "_fragmentChunk");
+    // The checksums go under a key of their own, so that the three keys
+    // above stay exactly as readers of the platform's archives expect them.
+    Data checksums;
+    checksums.reserve(_fragmentChunk->size() * 44);
+    _fragmentChunk->forEachChecksum([&](std::string_view identifier, std::uint64_t checksum) {
+      appendLE(checksums, identifier.size(), 4);
+      checksums.insert(checksums.end(), identifier.begin(), identifier.end());
+      appendLE(checksums, checksum, 8);
+    });
+    coder.encodeDataForKey(checksums, kChecksumsKey);
   });
   if (_fragmentChunkFile) _fragmentChunkFile->synchronize();
 }
@@ -125,6 +147,20 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
           storage->_fragmentChunk->set(itemIdentifier, *chunk);
         }
       });
+  // Archives written without checksums have none: their items read unchecked.
+  // A record cut short ends the list.
+  if (auto checksums = coder.decodeDataForKey(kChecksumsKey)) {
+    const std::uint8_t* p = checksums->data();
+    std::size_t left = checksums->size();
+    while (left >= 4) {
+      const std::uint64_t size = readLE(p, 4);
+      if (left - 4 < size || left - 4 - size < 8) break;
+      const std::string_view itemIdentifier(reinterpret_cast<const char*>(p + 4), size);
+      storage->_fragmentChunk->setChecksum(itemIdentifier, readLE(p + 4 + size, 8));
+      p += 12 + size;
+      left -= 12 + size;
+    }
+  }
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
     storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
   }
@@ -215,21 +251,25 @@ void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier
 
 // Items.
 
+bool OVStorage::writeAndRecord(ByteView data, std::string_view identifier) {
+  // Outside the queue: the sum needs only the caller's bytes.
+  const std::uint64_t checksum = itemChecksum(data);
+  auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
+  if (!chunk) return false;
+  _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, *chunk, checksum); });
+  return true;
+}
+
 bool OVStorage::saveDataWithIdentifier(ByteView data, std::string_view identifier) {
   if (storageChunkWithIdentifier(identifier)) {
     NSLog("Data with identifier(" + std::string(identifier) + ") exists.");
     return false;
   }
-  auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
-  if (!chunk) return false;
-  addStorageChunkItemWithIdentifier(*chunk, identifier);
-  return true;
+  return writeAndRecord(data, identifier);
 }
 
 void OVStorage::updateDataWithIdentifier(ByteView data, std::string_view identifier) {
-  if (auto chunk = saveStorageChunkDataWithIdentifier(data, identifier)) {
-    addStorageChunkItemWithIdentifier(*chunk, identifier);
-  }
+  writeAndRecord(data, identifier);
 }
 
 bool OVStorage::dataWithIdentifierExist(std::string_view identifier) const {
@@ -244,22 +284,31 @@ void OVStorage::removeDataWithIdentifier(std::string_view identifier) {
 }
 
 std::optional<Data> OVStorage::dataWithIdentifier(std::string_view identifier) const {
-  auto chunk = storageChunkWithIdentifier(identifier);
-  if (!chunk) return std::nullopt;
-  if (chunk->nullChunk()) {
-    if (ownsChunkFileName(identifier)) return std::nullopt;  // never an item file
-    return fs::readAll(fileIn(_destinationPath, identifier));
-  }
+  // One step on the queue finds the entry and reads its bytes from the chunk
+  // file; an item in a file of its own is read outside the queue.
+  std::optional<ChunkEntry> entry;
   auto bytes = _accessStorageQueue.sync([&]() -> std::optional<Data> {
-    if (!_fragmentChunkFile || chunk->offset() < 0 || chunk->length() < 0) return std::nullopt;
-    const auto offset = static_cast<std::uint64_t>(chunk->offset());
-    const auto length = static_cast<std::uint64_t>(chunk->length());
+    entry = _fragmentChunk->findEntry(identifier);
+    if (!entry || entry->chunk.nullChunk()) return std::nullopt;
+    const OVStorageChunk& chunk = entry->chunk;
+    if (!_fragmentChunkFile || chunk.offset() < 0 || chunk.length() < 0) return std::nullopt;
+    const auto offset = static_cast<std::uint64_t>(chunk.offset());
+    const auto length = static_cast<std::uint64_t>(chunk.length());
     // Lengths the store writes are bounded; a larger one (from a damaged
     // archive) is read only as far as the file goes.
     return length <= kFragmentItemLimit ? _fragmentChunkFile->readUpToAt(offset, length)
                                         : _fragmentChunkFile->readAt(offset, length);
   });
-  if (!bytes || bytes->size() != static_cast<std::uint64_t>(chunk->length())) {
+  if (!entry) return std::nullopt;
+  if (entry->chunk.nullChunk()) {
+    if (ownsChunkFileName(identifier)) return std::nullopt;  // never an item file
+    bytes = fs::readAll(fileIn(_destinationPath, identifier));
+    if (!bytes) return std::nullopt;  // a missing file is no damage
+  } else if (!bytes || bytes->size() != static_cast<std::uint64_t>(entry->chunk.length())) {
+    NSLog(kDamagedMessage);
+    return std::nullopt;
+  }
+  if (entry->checksum && itemChecksum(*bytes) != *entry->checksum) {
     NSLog(kDamagedMessage);
     return std::nullopt;
   }

@@ -19,6 +19,29 @@ bool exists(const std::filesystem::path& path) noexcept {
   return std::filesystem::exists(path, ec);
 }
 
+namespace {
+
+DurabilityObserver durabilityObserver = nullptr;
+
+void observe(std::string_view step, const std::filesystem::path& path) {
+  if (durabilityObserver) durabilityObserver(step, path);
+}
+
+bool syncDirectory(const std::filesystem::path& directory) {
+  const int fd = ::open(directory.empty() ? "." : directory.c_str(),
+                        O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool synced = ::fsync(fd) == 0;
+  ::close(fd);
+  return synced;
+}
+
+}  // namespace
+
+void setDurabilityObserverForTesting(DurabilityObserver observer) noexcept {
+  durabilityObserver = observer;
+}
+
 bool createFile(const std::filesystem::path& path, ByteView contents) {
   std::filesystem::path temporary = path;
   temporary += ".tmp-" + makeUUIDString();
@@ -27,12 +50,17 @@ bool createFile(const std::filesystem::path& path, ByteView contents) {
   ::close(fd);
   bool written = false;
   if (auto handle = FileHandle::openForUpdating(temporary)) {
-    written = handle->writeAt(0, contents);
+    written = handle->writeAt(0, contents) && handle->synchronize();
+    if (written) observe("sync file", temporary);
   }
   if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) {
     ::unlink(temporary.c_str());
     return false;
   }
+  observe("rename", path);
+  // The rename itself is durable only once the directory is.
+  if (!syncDirectory(path.parent_path())) return false;
+  observe("sync directory", path.parent_path());
   return true;
 }
 
