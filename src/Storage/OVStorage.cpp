@@ -1,5 +1,6 @@
 #include "orvane/Storage/OVStorage.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -74,6 +75,7 @@ std::shared_ptr<OVStorage> OVStorage::initWithDestinationIdentifierError(
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
     handle->truncate(0);
     storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+    storage->_fragmentChunkEnd = 0;
   }
   return storage;
 }
@@ -162,7 +164,10 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
     }
   }
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
-    storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+    if (auto end = handle->seekToEndOfFile()) {
+      storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+      storage->_fragmentChunkEnd = *end;
+    }
   }
   return storage;
 }
@@ -219,15 +224,19 @@ std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandle
         _fragmentChunk->erase(identifier);
         return std::nullopt;
       }
+      // Over a region of a file cut behind the store's back, the write may
+      // extend the file.
+      _fragmentChunkEnd =
+          std::max(_fragmentChunkEnd, static_cast<std::uint64_t>(offset) + data.size());
       return OVStorageChunk(offset, length);
     }
-    auto end = _fragmentChunkFile->seekToEndOfFile();
-    if (!end) return std::nullopt;
-    if (!_fragmentChunkFile->writeAt(*end, data)) {
-      _fragmentChunkFile->truncate(*end);  // drop a partly written tail
+    const std::uint64_t end = _fragmentChunkEnd;
+    if (!_fragmentChunkFile->writeAt(end, data)) {
+      _fragmentChunkFile->truncate(end);  // drop a partly written tail
       return std::nullopt;
     }
-    return OVStorageChunk(static_cast<std::int64_t>(*end), length);
+    _fragmentChunkEnd = end + data.size();
+    return OVStorageChunk(static_cast<std::int64_t>(end), length);
   });
 }
 
@@ -332,7 +341,7 @@ void OVStorage::cleanStorage() {
       if (chunk.nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
     });
     _fragmentChunk->clear();
-    if (_fragmentChunkFile) _fragmentChunkFile->truncate(0);
+    if (_fragmentChunkFile && _fragmentChunkFile->truncate(0)) _fragmentChunkEnd = 0;
   });
 }
 

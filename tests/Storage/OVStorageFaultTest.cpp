@@ -73,14 +73,18 @@ TEST(OVStorageFaultTest, BytesThatAreNoLongerTheItemsReadAsDamage) {
     int (*run)(const testing::TempDir& dir);
   };
   const Case cases[] = {
-      {"chunk file emptied behind the store's back, then reused", 2,
+      {"chunk file emptied behind the store's back, then reused after a restart", 2,
        [](const testing::TempDir& dir) {
-         auto store = makeStore(dir);
-         if (!store->saveDataWithIdentifier(itemBytes(100, 1), "a") ||
-             !store->saveDataWithIdentifier(itemBytes(100, 2), "b"))
+         auto original = makeStore(dir);
+         if (!original->saveDataWithIdentifier(itemBytes(100, 1), "a") ||
+             !original->saveDataWithIdentifier(itemBytes(100, 2), "b"))
            return 1;
-         std::filesystem::resize_file(store->filePathWithIdentifier("store"), 0);
-         if (!store->saveDataWithIdentifier(itemBytes(150, 3), "c")) return 2;  // at offset 0
+         const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*original);
+         original.reset();
+         std::filesystem::resize_file(dir / "store", 0);
+         auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
+         if (!store || !store->saveDataWithIdentifier(itemBytes(150, 3), "c")) return 2;
+         if (store->storageChunkWithIdentifier("c") != OVStorageChunk(0, 150)) return 6;
          if (store->dataWithIdentifier("a")) return 3;  // c's bytes
          // An update in place through the stale entry lands on c's bytes.
          store->updateDataWithIdentifier(itemBytes(80, 4), "a");
