@@ -209,35 +209,38 @@ bool OVStorage::saveStorageChunkDataToFileWithPath(ByteView data, std::string_vi
 
 std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandlerWithIdentifier(
     ByteView data, std::string_view identifier) {
+  return _accessStorageQueue.sync([&] { return writeToChunkFile(data, identifier); });
+}
+
+std::optional<OVStorageChunk> OVStorage::writeToChunkFile(ByteView data,
+                                                          std::string_view identifier) {
   const auto length = static_cast<std::int64_t>(data.size());
-  return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
-    if (!_fragmentChunkFile) return std::nullopt;
-    const auto existing = _fragmentChunk->find(identifier);
-    // An entry with a negative offset or length (from a damaged archive) has
-    // no region that could be reused.
-    if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
-        static_cast<std::uint64_t>(existing->length()) >= data.size()) {
-      const std::int64_t offset = existing->offset();
-      if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
-        // The old bytes may be partly overwritten: the entry no longer
-        // describes an intact item.
-        _fragmentChunk->erase(identifier);
-        return std::nullopt;
-      }
-      // Over a region of a file cut behind the store's back, the write may
-      // extend the file.
-      _fragmentChunkEnd =
-          std::max(_fragmentChunkEnd, static_cast<std::uint64_t>(offset) + data.size());
-      return OVStorageChunk(offset, length);
-    }
-    const std::uint64_t end = _fragmentChunkEnd;
-    if (!_fragmentChunkFile->writeAt(end, data)) {
-      _fragmentChunkFile->truncate(end);  // drop a partly written tail
+  if (!_fragmentChunkFile) return std::nullopt;
+  const auto existing = _fragmentChunk->find(identifier);
+  // An entry with a negative offset or length (from a damaged archive) has
+  // no region that could be reused.
+  if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
+      static_cast<std::uint64_t>(existing->length()) >= data.size()) {
+    const std::int64_t offset = existing->offset();
+    if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
+      // The old bytes may be partly overwritten: the entry no longer
+      // describes an intact item.
+      _fragmentChunk->erase(identifier);
       return std::nullopt;
     }
-    _fragmentChunkEnd = end + data.size();
-    return OVStorageChunk(static_cast<std::int64_t>(end), length);
-  });
+    // Over a region of a file cut behind the store's back, the write may
+    // extend the file.
+    _fragmentChunkEnd =
+        std::max(_fragmentChunkEnd, static_cast<std::uint64_t>(offset) + data.size());
+    return OVStorageChunk(offset, length);
+  }
+  const std::uint64_t end = _fragmentChunkEnd;
+  if (!_fragmentChunkFile->writeAt(end, data)) {
+    _fragmentChunkFile->truncate(end);  // drop a partly written tail
+    return std::nullopt;
+  }
+  _fragmentChunkEnd = end + data.size();
+  return OVStorageChunk(static_cast<std::int64_t>(end), length);
 }
 
 void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
@@ -260,25 +263,39 @@ void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier
 
 // Items.
 
-bool OVStorage::writeAndRecord(ByteView data, std::string_view identifier) {
+OVStorage::WriteResult OVStorage::writeAndRecord(ByteView data, std::string_view identifier,
+                                                bool onlyNew) {
   // Outside the queue: the sum needs only the caller's bytes.
   const std::uint64_t checksum = itemChecksum(data);
-  auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
-  if (!chunk) return false;
-  _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, *chunk, checksum); });
-  return true;
+  if (data.size() > kFragmentItemLimit) {
+    if (onlyNew && storageChunkWithIdentifier(identifier)) return WriteResult::Exists;
+    auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
+    if (!chunk) return WriteResult::Failed;
+    _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, *chunk, checksum); });
+    return WriteResult::Written;
+  }
+  // An item of the chunk file is tested for, written and recorded in one
+  // step on the queue: two updates of one identifier at once then never
+  // record one's length over the other's bytes, and a save costs one turn of
+  // the queue.
+  return _accessStorageQueue.sync([&] {
+    if (onlyNew && _fragmentChunk->find(identifier)) return WriteResult::Exists;
+    auto chunk = writeToChunkFile(data, identifier);
+    if (!chunk) return WriteResult::Failed;
+    _fragmentChunk->set(identifier, *chunk, checksum);
+    return WriteResult::Written;
+  });
 }
 
 bool OVStorage::saveDataWithIdentifier(ByteView data, std::string_view identifier) {
-  if (storageChunkWithIdentifier(identifier)) {
+  const WriteResult result = writeAndRecord(data, identifier, true);
+  if (result == WriteResult::Exists)
     NSLog("Data with identifier(" + std::string(identifier) + ") exists.");
-    return false;
-  }
-  return writeAndRecord(data, identifier);
+  return result == WriteResult::Written;
 }
 
 void OVStorage::updateDataWithIdentifier(ByteView data, std::string_view identifier) {
-  writeAndRecord(data, identifier);
+  writeAndRecord(data, identifier, false);
 }
 
 bool OVStorage::dataWithIdentifierExist(std::string_view identifier) const {

@@ -34,9 +34,11 @@ class FileHandle;
 /// store's directory.
 ///
 /// Every use of the index and of the chunk file goes through the store's
-/// serial queue; composite operations (save, update, remove, read) are
-/// sequences of such steps, not one. None of the operations may be called from
-/// work already running on the same store's queue.
+/// serial queue. Saving or updating an item of the chunk file (test, write,
+/// record) and reading one are one step each; items in files of their own
+/// and removals are sequences of steps, so two threads saving the same new
+/// large item can both pass the existence test. None of the operations may be
+/// called from work already running on the same store's queue.
 ///
 /// Every item saved through saveDataWithIdentifier or updateDataWithIdentifier
 /// carries a 64-bit checksum of its bytes, kept in memory beside its chunk. A
@@ -182,9 +184,13 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
 
  private:
   bool ownsChunkFileName(std::string_view identifier) const noexcept;
-  // Writes an item and records it with the checksum of its bytes; false when
-  // the write failed.
-  bool writeAndRecord(ByteView data, std::string_view identifier);
+  enum class WriteResult { Written, Exists, Failed };
+  // Writes an item and records it with the checksum of its bytes; with
+  // `onlyNew`, only when the identifier is not stored yet.
+  WriteResult writeAndRecord(ByteView data, std::string_view identifier, bool onlyNew);
+  // The body of saveStorageChunkDataToDefaultFileHandlerWithIdentifier, run
+  // on the queue.
+  std::optional<OVStorageChunk> writeToChunkFile(ByteView data, std::string_view identifier);
 
   std::string _destinationPath;
   std::string _identifier;
