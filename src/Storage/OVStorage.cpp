@@ -9,7 +9,6 @@
 #include "Platform/Foundation/NSUUID.h"
 #include "Platform/System/Checksum.h"
 #include "Storage/ChunkIndex.h"
-#include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Foundation/Environment.h"
 #include "orvane/Platform/Foundation/NSLog.h"
@@ -32,7 +31,7 @@ std::uint64_t readLE(const std::uint8_t* p, unsigned bytes) {
 }
 
 std::filesystem::path fileIn(std::string_view directory, std::string_view identifier) {
-  return std::filesystem::path(directory) / storageFileName(identifier);
+  return std::filesystem::path(directory) / fs::safeFileName(identifier);
 }
 
 }  // namespace
@@ -49,7 +48,7 @@ std::string OVStorage::makeIdentifierWithString(std::string_view text) {
 std::string OVStorage::defaultDestinationPath() {
   std::filesystem::path base = Environment::dataHome();
   if (base.empty()) base = Environment::cacheHome();
-  const auto path = base / storageFileName(Environment::applicationIdentifier());
+  const auto path = base / fs::safeFileName(Environment::applicationIdentifier());
   if (!fs::exists(path)) fs::createDirectories(path);
   return path.string();
 }

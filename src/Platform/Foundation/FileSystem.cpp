@@ -14,6 +14,31 @@
 
 namespace orvane::fs {
 
+std::string safeFileName(std::string_view text) {
+  constexpr std::string_view kUnsafe("%/\0", 3);
+  if (text == ".") return "%2E";
+  if (text == "..") return "%2E%2E";
+  if (text.find_first_of(kUnsafe) == std::string_view::npos) return std::string(text);
+  std::string name;
+  name.reserve(text.size() + 8);
+  for (char c : text) {
+    switch (c) {
+      case '%':
+        name += "%25";
+        break;
+      case '/':
+        name += "%2F";
+        break;
+      case '\0':
+        name += "%00";
+        break;
+      default:
+        name += c;
+    }
+  }
+  return name;
+}
+
 bool exists(const std::filesystem::path& path) noexcept {
   std::error_code ec;
   return std::filesystem::exists(path, ec);

@@ -2,12 +2,22 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "orvane/Platform/Foundation/Data.h"
 #include "orvane/Platform/Foundation/NSError.h"
 
 namespace orvane::fs {
+
+/// The name under which a text is used as one path component: the text
+/// itself when it is a single safe component, else its percent-encoded form.
+/// A name is safe when it holds none of '%', '/' and NUL and is not "." or
+/// "..". Encoding turns '%' into "%25", '/' into "%2F", NUL into "%00", and
+/// the whole names "." and ".." into "%2E" and "%2E%2E". Safe names have no
+/// '%' and encoded names always have one, so two different texts never share
+/// a name, and no text names a place outside the directory it is put in.
+std::string safeFileName(std::string_view text);
 
 /// True when something exists at the path (a dangling link counts as absent).
 bool exists(const std::filesystem::path& path) noexcept;
