@@ -23,6 +23,8 @@ find_library(GIFLIB_LIBRARY gif REQUIRED)
 add_library(orvane_giflib INTERFACE)
 target_include_directories(orvane_giflib INTERFACE ${GIFLIB_INCLUDE_DIR})
 target_link_libraries(orvane_giflib INTERFACE ${GIFLIB_LIBRARY})
+# Item checksums.
+pkg_check_modules(LIBXXHASH REQUIRED IMPORTED_TARGET libxxhash)
 
 # Peers that only the benchmarks link, to compare with.
 if(ORVANE_BUILD_BENCH)

@@ -14,7 +14,7 @@ packages=(
   dbus-daemon
   # library dependencies
   libssl-dev zlib1g-dev libsqlite3-dev libsystemd-dev
-  liblz4-dev liblzma-dev libbrotli-dev liblcms2-dev
+  liblz4-dev liblzma-dev libbrotli-dev liblcms2-dev libxxhash-dev
   # image codecs (ImageIO)
   libjpeg62-turbo-dev libpng-dev libtiff-dev libgif-dev libopenjp2-7-dev
   # the independent image reader the ImageIO tests compare with

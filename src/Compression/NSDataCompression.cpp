@@ -1,5 +1,6 @@
 #include "orvane/Compression/NSDataCompression.h"
 
+#include <algorithm>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -40,7 +41,11 @@ std::optional<Data> NSDataCompression::compressWithAlgorithm(ByteView data,
 
 std::optional<Data> NSDataCompression::upcompressWithBufferSizeAlgorithm(
     ByteView data, std::uint64_t size, compression_algorithm algorithm) {
-  std::optional<Data> output = bufferOfCapacity(size);
+  // Room is set aside for the size asked for only as far as the input can
+  // decode to; a larger size, which the input cannot reach, fails once
+  // decoding ends short of it.
+  std::optional<Data> output =
+      bufferOfCapacity(std::min<std::uint64_t>(size, decodedSizeBound(data, algorithm)));
   if (!output) return std::nullopt;
   const std::size_t written =
       compressionDecodeBuffer(*output, static_cast<std::size_t>(size), data, algorithm);

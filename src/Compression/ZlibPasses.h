@@ -24,6 +24,9 @@ inline constexpr const char* kVersionText = "1.2.11";
 /// ends in the first pass; later passes only happen for a truncated stream,
 /// whose re-delivered bytes the decoder reads as continuation data. The bound
 /// keeps inputs that decode forever that way from running without end.
+/// Besides, all later passes together never add more output than the first,
+/// complete pass over the input made: a crafted input that decodes afresh on
+/// every pass cannot multiply its output by the number of passes.
 inline constexpr int kMaxPasses = 16;
 
 template <class Stream>
@@ -35,6 +38,8 @@ std::optional<Data> uncompress(ByteView input) {
   if (stream.initInflate(kVersionText) != kZlibOk) return std::nullopt;
 
   int code = kZlibOk;
+  // What re-delivery may still add, once the first pass has ended.
+  std::size_t redeliveryRoom = 0;
   for (int pass = 0; pass < kMaxPasses; ++pass) {
     // The count is 32 bits wide: longer inputs are cut to their length modulo 2^32.
     const auto count = static_cast<std::uint32_t>(input.size());
@@ -51,11 +56,20 @@ std::optional<Data> uncompress(ByteView input) {
       if (code == kZlibStreamError)
         assertionFailure("+[NKZlibCompression zlibCompressionUncompress:]",
                          "Compression/NKZlibCompression", 87, "ret != Z_STREAM_ERROR");
-      const std::uint32_t filled = kChunkSize - stream.availOut();
+      std::uint32_t filled = kChunkSize - stream.availOut();
+      if (pass > 0) {
+        if (filled >= redeliveryRoom) {
+          result.insert(result.end(), chunk, chunk + redeliveryRoom);
+          stream.end();
+          return result;
+        }
+        redeliveryRoom -= filled;
+      }
       result.insert(result.end(), chunk, chunk + filled);
       produced += filled;
     } while (stream.availOut() == 0);
     if (code == kZlibStreamEnd) break;
+    if (pass == 0) redeliveryRoom = result.size();
     // A pass that neither took input nor gave output would repeat itself forever.
     if (produced == 0 && stream.availIn() == count) break;
   }

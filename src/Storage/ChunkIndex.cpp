@@ -29,16 +29,37 @@ std::optional<OVStorageChunk> ChunkIndex::find(std::string_view identifier) cons
   return OVStorageChunk(slot.offset, slot.length);
 }
 
+std::optional<ChunkEntry> ChunkIndex::findEntry(std::string_view identifier) const noexcept {
+  if (size_ == 0) return std::nullopt;
+  const std::size_t i = probe(identifier, hashOf(identifier));
+  const Slot& slot = slots_[i];
+  if (!slot.used()) return std::nullopt;
+  ChunkEntry entry{OVStorageChunk(slot.offset, slot.length), std::nullopt};
+  if (checks_[i].known) entry.checksum = checks_[i].sum;
+  return entry;
+}
+
+bool ChunkIndex::setChecksum(std::string_view identifier, std::uint64_t checksum) noexcept {
+  if (size_ == 0) return false;
+  const std::size_t i = probe(identifier, hashOf(identifier));
+  if (!slots_[i].used()) return false;
+  checks_[i] = {checksum, true};
+  return true;
+}
+
 void ChunkIndex::grow(std::size_t slotCount) {
   std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slotCount));
+  std::vector<Check> oldChecks = std::exchange(checks_, std::vector<Check>(slotCount));
   const std::size_t mask = slotCount - 1;
-  for (auto& slot : old) {
+  for (std::size_t k = 0; k < old.size(); ++k) {
+    Slot& slot = old[k];
     if (!slot.used()) continue;
     // The home slot comes from the low bits of the full hash, which is not
     // kept; compute it again.
     std::size_t i = hashOf(slot.identifier()) & mask;
     while (slots_[i].used()) i = (i + 1) & mask;
     slots_[i] = std::move(slot);
+    checks_[i] = oldChecks[k];
   }
 }
 
@@ -48,10 +69,12 @@ void ChunkIndex::reserve(std::size_t count) {
   if (wanted > slots_.size()) grow(wanted);
 }
 
-void ChunkIndex::set(std::string_view identifier, const OVStorageChunk& chunk) {
+void ChunkIndex::set(std::string_view identifier, const OVStorageChunk& chunk,
+                     std::optional<std::uint64_t> checksum) {
   reserve(size_ + 1);
   const std::uint64_t hash = hashOf(identifier);
-  Slot& slot = slots_[probe(identifier, hash)];
+  const std::size_t i = probe(identifier, hash);
+  Slot& slot = slots_[i];
   if (!slot.used()) {
     slot.hash = static_cast<std::uint32_t>(hash >> 32);
     slot.size = static_cast<std::uint32_t>(identifier.size());
@@ -65,6 +88,7 @@ void ChunkIndex::set(std::string_view identifier, const OVStorageChunk& chunk) {
   }
   slot.offset = chunk.offset();
   slot.length = chunk.length();
+  checks_[i] = {checksum.value_or(0), checksum.has_value()};
 }
 
 bool ChunkIndex::erase(std::string_view identifier) noexcept {
@@ -80,14 +104,17 @@ bool ChunkIndex::erase(std::string_view identifier) noexcept {
     const bool staysPut = hole <= j ? (hole < home && home <= j) : (hole < home || home <= j);
     if (staysPut) continue;
     slots_[hole] = std::move(slots_[j]);
+    checks_[hole] = checks_[j];
     hole = j;
   }
   slots_[hole] = Slot();
+  checks_[hole] = Check();
   return true;
 }
 
 void ChunkIndex::clear() noexcept {
   for (auto& slot : slots_) slot = Slot();
+  for (auto& check : checks_) check = Check();
   size_ = 0;
 }
 

@@ -1,13 +1,14 @@
 #include "orvane/Storage/OVStorage.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
 #include "Platform/Foundation/FileHandle.h"
 #include "Platform/Foundation/FileSystem.h"
 #include "Platform/Foundation/NSUUID.h"
+#include "Platform/System/Checksum.h"
 #include "Storage/ChunkIndex.h"
-#include "Storage/StorageFileName.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Foundation/Environment.h"
 #include "orvane/Platform/Foundation/NSLog.h"
@@ -17,9 +18,20 @@ namespace orvane {
 namespace {
 
 constexpr std::string_view kDamagedMessage = "Warning the chunk file has been damaged.";
+constexpr std::string_view kChecksumsKey = "_fragmentChecksums";
+
+void appendLE(Data& out, std::uint64_t value, unsigned bytes) {
+  for (unsigned i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+}
+
+std::uint64_t readLE(const std::uint8_t* p, unsigned bytes) {
+  std::uint64_t value = 0;
+  for (unsigned i = 0; i < bytes; ++i) value |= static_cast<std::uint64_t>(p[i]) << (8 * i);
+  return value;
+}
 
 std::filesystem::path fileIn(std::string_view directory, std::string_view identifier) {
-  return std::filesystem::path(directory) / storageFileName(identifier);
+  return std::filesystem::path(directory) / fs::safeFileName(identifier);
 }
 
 }  // namespace
@@ -36,7 +48,7 @@ std::string OVStorage::makeIdentifierWithString(std::string_view text) {
 std::string OVStorage::defaultDestinationPath() {
   std::filesystem::path base = Environment::dataHome();
   if (base.empty()) base = Environment::cacheHome();
-  const auto path = base / storageFileName(Environment::applicationIdentifier());
+  const auto path = base / fs::safeFileName(Environment::applicationIdentifier());
   if (!fs::exists(path)) fs::createDirectories(path);
   return path.string();
 }
@@ -62,6 +74,7 @@ std::shared_ptr<OVStorage> OVStorage::initWithDestinationIdentifierError(
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
     handle->truncate(0);
     storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+    storage->_fragmentChunkEnd = 0;
   }
   return storage;
 }
@@ -103,6 +116,16 @@ void OVStorage::encodeWithCoder(NSKeyedArchiver& coder) const {
       entries.push_back({identifier, &chunks.back()});
     });
     coder.encodeDictionaryForKey(entries, "_fragmentChunk");
+    // The checksums go under a key of their own, so that the three keys
+    // above stay exactly as readers of the platform's archives expect them.
+    Data checksums;
+    checksums.reserve(_fragmentChunk->size() * 44);
+    _fragmentChunk->forEachChecksum([&](std::string_view identifier, std::uint64_t checksum) {
+      appendLE(checksums, identifier.size(), 4);
+      checksums.insert(checksums.end(), identifier.begin(), identifier.end());
+      appendLE(checksums, checksum, 8);
+    });
+    coder.encodeDataForKey(checksums, kChecksumsKey);
   });
   if (_fragmentChunkFile) _fragmentChunkFile->synchronize();
 }
@@ -125,8 +148,25 @@ std::shared_ptr<OVStorage> OVStorage::initWithCoder(NSKeyedUnarchiver& coder) {
           storage->_fragmentChunk->set(itemIdentifier, *chunk);
         }
       });
+  // Archives written without checksums have none: their items read unchecked.
+  // A record cut short ends the list.
+  if (auto checksums = coder.decodeDataForKey(kChecksumsKey)) {
+    const std::uint8_t* p = checksums->data();
+    std::size_t left = checksums->size();
+    while (left >= 4) {
+      const std::uint64_t size = readLE(p, 4);
+      if (left - 4 < size || left - 4 - size < 8) break;
+      const std::string_view itemIdentifier(reinterpret_cast<const char*>(p + 4), size);
+      storage->_fragmentChunk->setChecksum(itemIdentifier, readLE(p + 4 + size, 8));
+      p += 12 + size;
+      left -= 12 + size;
+    }
+  }
   if (auto handle = FileHandle::openForUpdating(chunkPath)) {
-    storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+    if (auto end = handle->seekToEndOfFile()) {
+      storage->_fragmentChunkFile = std::make_unique<FileHandle>(std::move(*handle));
+      storage->_fragmentChunkEnd = *end;
+    }
   }
   return storage;
 }
@@ -168,31 +208,38 @@ bool OVStorage::saveStorageChunkDataToFileWithPath(ByteView data, std::string_vi
 
 std::optional<OVStorageChunk> OVStorage::saveStorageChunkDataToDefaultFileHandlerWithIdentifier(
     ByteView data, std::string_view identifier) {
+  return _accessStorageQueue.sync([&] { return writeToChunkFile(data, identifier); });
+}
+
+std::optional<OVStorageChunk> OVStorage::writeToChunkFile(ByteView data,
+                                                          std::string_view identifier) {
   const auto length = static_cast<std::int64_t>(data.size());
-  return _accessStorageQueue.sync([&]() -> std::optional<OVStorageChunk> {
-    if (!_fragmentChunkFile) return std::nullopt;
-    const auto existing = _fragmentChunk->find(identifier);
-    // An entry with a negative offset or length (from a damaged archive) has
-    // no region that could be reused.
-    if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
-        static_cast<std::uint64_t>(existing->length()) >= data.size()) {
-      const std::int64_t offset = existing->offset();
-      if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
-        // The old bytes may be partly overwritten: the entry no longer
-        // describes an intact item.
-        _fragmentChunk->erase(identifier);
-        return std::nullopt;
-      }
-      return OVStorageChunk(offset, length);
-    }
-    auto end = _fragmentChunkFile->seekToEndOfFile();
-    if (!end) return std::nullopt;
-    if (!_fragmentChunkFile->writeAt(*end, data)) {
-      _fragmentChunkFile->truncate(*end);  // drop a partly written tail
+  if (!_fragmentChunkFile) return std::nullopt;
+  const auto existing = _fragmentChunk->find(identifier);
+  // An entry with a negative offset or length (from a damaged archive) has
+  // no region that could be reused.
+  if (existing && existing->offset() >= 0 && existing->length() >= 0 &&
+      static_cast<std::uint64_t>(existing->length()) >= data.size()) {
+    const std::int64_t offset = existing->offset();
+    if (!_fragmentChunkFile->writeAt(static_cast<std::uint64_t>(offset), data)) {
+      // The old bytes may be partly overwritten: the entry no longer
+      // describes an intact item.
+      _fragmentChunk->erase(identifier);
       return std::nullopt;
     }
-    return OVStorageChunk(static_cast<std::int64_t>(*end), length);
-  });
+    // Over a region of a file cut behind the store's back, the write may
+    // extend the file.
+    _fragmentChunkEnd =
+        std::max(_fragmentChunkEnd, static_cast<std::uint64_t>(offset) + data.size());
+    return OVStorageChunk(offset, length);
+  }
+  const std::uint64_t end = _fragmentChunkEnd;
+  if (!_fragmentChunkFile->writeAt(end, data)) {
+    _fragmentChunkFile->truncate(end);  // drop a partly written tail
+    return std::nullopt;
+  }
+  _fragmentChunkEnd = end + data.size();
+  return OVStorageChunk(static_cast<std::int64_t>(end), length);
 }
 
 void OVStorage::addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk,
@@ -215,21 +262,40 @@ void OVStorage::removeStorageChunkFileWithIdentifier(std::string_view identifier
 
 // Items.
 
-bool OVStorage::saveDataWithIdentifier(ByteView data, std::string_view identifier) {
-  if (storageChunkWithIdentifier(identifier)) {
-    NSLog("Data with identifier(" + std::string(identifier) + ") exists.");
-    return false;
+OVStorage::WriteResult OVStorage::writeAndRecord(ByteView data, std::string_view identifier,
+                                                bool onlyNew) {
+  if (data.size() > kFragmentItemLimit) {
+    if (onlyNew && storageChunkWithIdentifier(identifier)) return WriteResult::Exists;
+    auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
+    if (!chunk) return WriteResult::Failed;
+    const std::uint64_t checksum = itemChecksum(data);
+    _accessStorageQueue.sync([&] { _fragmentChunk->set(identifier, *chunk, checksum); });
+    return WriteResult::Written;
   }
-  auto chunk = saveStorageChunkDataWithIdentifier(data, identifier);
-  if (!chunk) return false;
-  addStorageChunkItemWithIdentifier(*chunk, identifier);
-  return true;
+  // An item of the chunk file is tested for, written and recorded in one
+  // step on the queue: two updates of one identifier at once then never
+  // record one's length over the other's bytes, and a save costs one turn of
+  // the queue. The sum is taken after the write, while the bytes the write
+  // has just read are still in the processor's cache: before it, it would
+  // fetch them from memory, which costs twice as much.
+  return _accessStorageQueue.sync([&] {
+    if (onlyNew && _fragmentChunk->find(identifier)) return WriteResult::Exists;
+    auto chunk = writeToChunkFile(data, identifier);
+    if (!chunk) return WriteResult::Failed;
+    _fragmentChunk->set(identifier, *chunk, itemChecksum(data));
+    return WriteResult::Written;
+  });
+}
+
+bool OVStorage::saveDataWithIdentifier(ByteView data, std::string_view identifier) {
+  const WriteResult result = writeAndRecord(data, identifier, true);
+  if (result == WriteResult::Exists)
+    NSLog("Data with identifier(" + std::string(identifier) + ") exists.");
+  return result == WriteResult::Written;
 }
 
 void OVStorage::updateDataWithIdentifier(ByteView data, std::string_view identifier) {
-  if (auto chunk = saveStorageChunkDataWithIdentifier(data, identifier)) {
-    addStorageChunkItemWithIdentifier(*chunk, identifier);
-  }
+  writeAndRecord(data, identifier, false);
 }
 
 bool OVStorage::dataWithIdentifierExist(std::string_view identifier) const {
@@ -244,22 +310,31 @@ void OVStorage::removeDataWithIdentifier(std::string_view identifier) {
 }
 
 std::optional<Data> OVStorage::dataWithIdentifier(std::string_view identifier) const {
-  auto chunk = storageChunkWithIdentifier(identifier);
-  if (!chunk) return std::nullopt;
-  if (chunk->nullChunk()) {
-    if (ownsChunkFileName(identifier)) return std::nullopt;  // never an item file
-    return fs::readAll(fileIn(_destinationPath, identifier));
-  }
+  // One step on the queue finds the entry and reads its bytes from the chunk
+  // file; an item in a file of its own is read outside the queue.
+  std::optional<ChunkEntry> entry;
   auto bytes = _accessStorageQueue.sync([&]() -> std::optional<Data> {
-    if (!_fragmentChunkFile || chunk->offset() < 0 || chunk->length() < 0) return std::nullopt;
-    const auto offset = static_cast<std::uint64_t>(chunk->offset());
-    const auto length = static_cast<std::uint64_t>(chunk->length());
+    entry = _fragmentChunk->findEntry(identifier);
+    if (!entry || entry->chunk.nullChunk()) return std::nullopt;
+    const OVStorageChunk& chunk = entry->chunk;
+    if (!_fragmentChunkFile || chunk.offset() < 0 || chunk.length() < 0) return std::nullopt;
+    const auto offset = static_cast<std::uint64_t>(chunk.offset());
+    const auto length = static_cast<std::uint64_t>(chunk.length());
     // Lengths the store writes are bounded; a larger one (from a damaged
     // archive) is read only as far as the file goes.
     return length <= kFragmentItemLimit ? _fragmentChunkFile->readUpToAt(offset, length)
                                         : _fragmentChunkFile->readAt(offset, length);
   });
-  if (!bytes || bytes->size() != static_cast<std::uint64_t>(chunk->length())) {
+  if (!entry) return std::nullopt;
+  if (entry->chunk.nullChunk()) {
+    if (ownsChunkFileName(identifier)) return std::nullopt;  // never an item file
+    bytes = fs::readAll(fileIn(_destinationPath, identifier));
+    if (!bytes) return std::nullopt;  // a missing file is no damage
+  } else if (!bytes || bytes->size() != static_cast<std::uint64_t>(entry->chunk.length())) {
+    NSLog(kDamagedMessage);
+    return std::nullopt;
+  }
+  if (entry->checksum && itemChecksum(*bytes) != *entry->checksum) {
     NSLog(kDamagedMessage);
     return std::nullopt;
   }
@@ -283,7 +358,7 @@ void OVStorage::cleanStorage() {
       if (chunk.nullChunk()) removeStorageChunkFileWithIdentifier(identifier);
     });
     _fragmentChunk->clear();
-    if (_fragmentChunkFile) _fragmentChunkFile->truncate(0);
+    if (_fragmentChunkFile && _fragmentChunkFile->truncate(0)) _fragmentChunkEnd = 0;
   });
 }
 

@@ -163,6 +163,43 @@ TEST(NKZlibCompressionTest, StoredBlockThatReadsItsOwnHeaderAgainIsBounded) {
   EXPECT_LE(back->size(), zlibpasses::kMaxPasses * stream.size());
 }
 
+// A truncated stream crafted so that every re-delivery decodes afresh: the
+// first pass reads one stored block of 65534 bytes; read again from its first
+// byte, the stream header and the stored block's header are a stored block of
+// one byte, after which the stored bytes are deflate blocks of their own: 4 MiB
+// of zeros, then a stored block that ends exactly at the end of the input.
+// Re-delivery then adds at most as much as the first pass made.
+TEST(NKZlibCompressionTest, RedeliveryNeverAddsMoreThanTheFirstPassMade) {
+  constexpr std::size_t kStored = 0xFFFE;
+  Data stream{0x78, 0x01, 0x00, 0xFE, 0xFF, 0x01, 0x00, 0x00, 0x00, 0xFF, 0xFF};
+  z_stream z{};
+  ASSERT_EQ(deflateInit2(&z, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  const Data zeros(4 << 20, 0);
+  Data packed(64 << 10);
+  z.next_in = const_cast<Bytef*>(zeros.data());
+  z.avail_in = static_cast<uInt>(zeros.size());
+  z.next_out = packed.data();
+  z.avail_out = static_cast<uInt>(packed.size());
+  ASSERT_EQ(deflate(&z, Z_SYNC_FLUSH), Z_OK);  // ends on a byte, before a block header
+  ASSERT_EQ(z.avail_in, 0u);
+  packed.resize(packed.size() - z.avail_out);
+  deflateEnd(&z);
+  stream.insert(stream.end(), packed.begin(), packed.end());
+  const std::size_t end = 7 + kStored;
+  ASSERT_LE(stream.size() + 5, end);
+  const auto filler = static_cast<std::uint16_t>(end - stream.size() - 5);
+  for (const std::uint8_t b :
+       {std::uint8_t{0}, std::uint8_t(filler), std::uint8_t(filler >> 8), std::uint8_t(~filler),
+        std::uint8_t(~filler >> 8)})
+    stream.push_back(b);
+  stream.resize(end, 'f');
+
+  const auto back = NKZlibCompression::zlibCompressionUncompress(stream);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(Data(back->begin(), back->begin() + kStored), Data(stream.begin() + 7, stream.end()));
+  EXPECT_LE(back->size(), 2 * kStored);
+}
+
 // A stand-in for the zlib stream that answers scripted codes, to reach the
 // branches that real zlib only takes on a damaged stream record.
 struct ScriptedStream {

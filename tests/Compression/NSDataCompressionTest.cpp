@@ -4,6 +4,7 @@
 #include <brotli/encode.h>
 #include <gtest/gtest.h>
 #include <lz4.h>
+#include <sys/resource.h>
 #include <lzma.h>
 #include <zlib.h>
 
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "orvane/Compression/NKZlibCompression.h"
+#include "support/ChildProcess.h"
 
 namespace orvane {
 namespace {
@@ -305,6 +307,34 @@ TEST(NSDataCompressionTest, Lz4FramingWithLyingHeadersGivesNothing) {
   appendLE32(stored, 0x7FFFFFFF);
   append(stored, "abc");
   EXPECT_EQ(decode(stored), std::nullopt);
+}
+
+// Inputs that claim far more output than they can hold, asked to decode into
+// a large buffer: nothing is set aside for the claim. The child's peak
+// resident memory shows what was touched.
+TEST(NSDataCompressionTest, DecodersSetAsideOnlyWhatTheInputCanHold) {
+  Data lyingLz4;  // one block of one encoded byte that claims 2 GiB
+  append(lyingLz4, "bv41");
+  appendLE32(lyingLz4, 0x7FFFFFFF);
+  appendLE32(lyingLz4, 1);
+  lyingLz4.push_back(0);
+  ASSERT_EQ(lyingLz4.size(), 13u);
+  const Data small = *NSDataCompression::compressWithAlgorithm(textLike(5000), COMPRESSION_ZLIB);
+  const std::pair<const Data*, compression_algorithm> inputs[] = {
+      {&lyingLz4, COMPRESSION_LZ4}, {&small, COMPRESSION_ZLIB}, {&small, COMPRESSION_LZ4_RAW}};
+  for (const auto& [input, algorithm] : inputs) {
+    SCOPED_TRACE(algorithm);
+    auto result = testing::runInChild([&] {
+      rusage before{}, after{};
+      getrusage(RUSAGE_SELF, &before);
+      const auto out = NSDataCompression::upcompressWithBufferSizeAlgorithm(
+          *input, std::uint64_t{4} << 30, algorithm);
+      getrusage(RUSAGE_SELF, &after);
+      if (out) return 1;
+      return after.ru_maxrss - before.ru_maxrss < (64 << 10) ? 0 : 2;  // in KiB
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+  }
 }
 
 TEST(NSDataCompressionTest, UnobtainableDecodedSizeGivesNothing) {

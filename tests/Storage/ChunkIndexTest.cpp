@@ -32,8 +32,12 @@ TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
     if (rng() % 3 == 0) {
       EXPECT_EQ(index.erase(key), model.erase(key) == 1);
     } else {
+      // Every other entry has a checksum (the step's square), so that checksums
+      // are seen to move with their entries when slots are shifted or rehashed.
       const std::int64_t value = step;
-      index.set(key, OVStorageChunk(value, value + 1));
+      std::optional<std::uint64_t> checksum;
+      if (step % 2 == 0) checksum = static_cast<std::uint64_t>(value) * value;
+      index.set(key, OVStorageChunk(value, value + 1), checksum);
       model[key] = value;
     }
     if (step % 997 == 0 || step == 19999) {
@@ -48,10 +52,13 @@ TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
       EXPECT_EQ(seen, model.size());
       for (unsigned n = 0; n < 300; ++n) {
         const auto k = keyOf(n);
-        const auto chunk = index.find(k);
-        ASSERT_EQ(chunk.has_value(), model.count(k) == 1) << k;
-        if (chunk) {
-          EXPECT_EQ(chunk->offset(), model[k]);
+        const auto entry = index.findEntry(k);
+        ASSERT_EQ(entry.has_value(), model.count(k) == 1) << k;
+        if (entry) {
+          const std::int64_t value = model[k];
+          EXPECT_EQ(entry->chunk.offset(), value);
+          EXPECT_EQ(entry->checksum, value % 2 == 0 ? std::optional<std::uint64_t>(value * value)
+                                                    : std::nullopt);
         }
       }
     }

@@ -2,11 +2,15 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <barrier>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
+#include <random>
 #include <thread>
 #include <vector>
 
+#include "Platform/Foundation/FileSystem.h"
 #include "Storage/StorageTestSupport.h"
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 #include "orvane/Storage/OVStorage.h"
@@ -26,6 +30,15 @@ std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir) {
 void overwriteFile(const std::filesystem::path& path, std::string_view contents) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << contents;
+}
+
+std::size_t damageLines(const std::string& log) {
+  std::size_t lines = 0;
+  for (std::size_t at = 0;
+       (at = log.find("] Warning the chunk file has been damaged.\n", at)) != std::string::npos;
+       ++at)
+    ++lines;
+  return lines;
 }
 
 TEST(OVStorageFaultTest, ChunkFileCutOrReplacedBehindTheStoresBack) {
@@ -48,14 +61,125 @@ TEST(OVStorageFaultTest, ChunkFileCutOrReplacedBehindTheStoresBack) {
     return 0;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  std::size_t messages = 0;
-  for (std::size_t at = 0;
-       (at = result.stderrText.find("] Warning the chunk file has been damaged.\n", at)) !=
-       std::string::npos;
-       ++at) {
-    ++messages;
+  EXPECT_EQ(damageLines(result.stderrText), 3u) << result.stderrText;
+}
+
+// Index entries that point at bytes which are no longer their item's: each
+// read answers nothing with the damage line, never another item's bytes.
+TEST(OVStorageFaultTest, BytesThatAreNoLongerTheItemsReadAsDamage) {
+  struct Case {
+    const char* name;
+    std::size_t damaged;  // damage lines expected
+    int (*run)(const testing::TempDir& dir);
+  };
+  const Case cases[] = {
+      {"chunk file emptied behind the store's back, then reused after a restart", 2,
+       [](const testing::TempDir& dir) {
+         auto original = makeStore(dir);
+         if (!original->saveDataWithIdentifier(itemBytes(100, 1), "a") ||
+             !original->saveDataWithIdentifier(itemBytes(100, 2), "b"))
+           return 1;
+         const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*original);
+         original.reset();
+         std::filesystem::resize_file(dir / "store", 0);
+         auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
+         if (!store || !store->saveDataWithIdentifier(itemBytes(150, 3), "c")) return 2;
+         if (store->storageChunkWithIdentifier("c") != OVStorageChunk(0, 150)) return 6;
+         if (store->dataWithIdentifier("a")) return 3;  // c's bytes
+         // An update in place through the stale entry lands on c's bytes.
+         store->updateDataWithIdentifier(itemBytes(80, 4), "a");
+         if (store->dataWithIdentifier("a") != itemBytes(80, 4)) return 4;
+         if (store->dataWithIdentifier("c")) return 5;
+         return 0;
+       }},
+      {"sibling store's large item of the same name", 1,
+       [](const testing::TempDir& dir) {
+         auto first = makeStore(dir);
+         auto sibling =
+             OVStorage::initWithDestinationIdentifierError(dir.path().string(), "sibling", nullptr);
+         const auto mine = itemBytes(OVStorage::kFragmentItemLimit + 10, 1);
+         if (!first->saveDataWithIdentifier(mine, "photo")) return 1;
+         if (!sibling->saveDataWithIdentifier(itemBytes(OVStorage::kFragmentItemLimit + 10, 2),
+                                              "photo"))
+           return 2;
+         if (first->dataWithIdentifier("photo")) return 3;
+         return 0;
+       }},
+      {"empty update of a large item", 1,
+       [](const testing::TempDir& dir) {
+         auto store = makeStore(dir);
+         if (!store->saveDataWithIdentifier(itemBytes(OVStorage::kFragmentItemLimit + 1, 1), "x"))
+           return 1;
+         store->updateDataWithIdentifier(Data(), "x");
+         if (store->dataWithIdentifier("x")) return 2;  // the old large file
+         return 0;
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    testing::TempDir dir;
+    auto result = testing::runInChild([&] { return c.run(dir); });
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+    EXPECT_EQ(damageLines(result.stderrText), c.damaged) << result.stderrText;
   }
-  EXPECT_EQ(messages, 3u) << result.stderrText;
+}
+
+// Two threads update one identifier at the same moment, round after round;
+// the item then reads as one of the two values, or as damage, never as a
+// value nobody wrote (the shorter one's bytes over the longer one's tail).
+TEST(OVStorageFaultTest, ConcurrentUpdatesOfOneIdentifierNeverMixValues) {
+  testing::TempDir dir;
+  auto result = testing::runInChild([&] {
+    auto store = makeStore(dir);
+    constexpr int kRounds = 5000;
+    std::barrier start(3), done(3);
+    Data values[2];
+    std::thread writers[2];
+    for (int t = 0; t < 2; ++t) {
+      writers[t] = std::thread([&, t] {
+        for (int round = 0; round < kRounds; ++round) {
+          start.arrive_and_wait();
+          store->updateDataWithIdentifier(values[t], "shared");
+          done.arrive_and_wait();
+        }
+      });
+    }
+    std::mt19937 rng(11);
+    std::uniform_int_distribution<std::size_t> size(16, 5000);
+    int mixed = 0;
+    for (int round = 0; round < kRounds; ++round) {
+      for (int t = 0; t < 2; ++t) values[t] = itemBytes(size(rng), round * 2 + t);
+      start.arrive_and_wait();
+      done.arrive_and_wait();
+      auto bytes = store->dataWithIdentifier("shared");
+      if (bytes && *bytes != values[0] && *bytes != values[1]) ++mixed;
+    }
+    for (auto& w : writers) w.join();
+    std::fprintf(stderr, "mixed=%d\n", mixed);
+    return mixed == 0 ? 0 : 1;
+  });
+  EXPECT_EQ(result.exitCode, 0) << result.stderrText.substr(0, 2000);
+}
+
+TEST(OVStorageFaultTest, LargeItemFileAndDirectoryAreSyncedBeforeTheItemIsRecorded) {
+  testing::TempDir dir;
+  static std::vector<std::pair<std::string, std::filesystem::path>> steps;
+  steps.clear();
+  auto store = makeStore(dir);
+  fs::setDurabilityObserverForTesting([](std::string_view step, const std::filesystem::path& path) {
+    steps.emplace_back(step, path);
+  });
+  const auto big = itemBytes(OVStorage::kFragmentItemLimit + 1, 1);
+  const bool saved = store->saveDataWithIdentifier(big, "big");
+  fs::setDurabilityObserverForTesting(nullptr);
+  ASSERT_TRUE(saved);
+  ASSERT_EQ(steps.size(), 3u);
+  EXPECT_EQ(steps[0].first, "sync file");
+  EXPECT_EQ(steps[0].second.parent_path(), dir.path());
+  EXPECT_NE(steps[0].second.filename(), "big");  // the temporary file, before the rename
+  EXPECT_EQ(steps[1], std::make_pair(std::string("rename"), dir / "big"));
+  EXPECT_EQ(steps[2], std::make_pair(std::string("sync directory"), dir.path()));
+  EXPECT_EQ(store->dataWithIdentifier("big"), big);
 }
 
 TEST(OVStorageFaultTest, StoreWithoutAChunkFileFailsEveryWrite) {

@@ -283,12 +283,19 @@ TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
 }
 
 // Bytes of one version of an item: a header naming the item and the version,
-// then bytes made from both. Each item keeps one size, so replacing it always
-// overwrites in place or fills its own separate file.
+// then bytes made from both. Item 0 is large and fills its own separate file;
+// the others take a size from 16 to 5000 bytes drawn anew for every version,
+// so that a replacement is now written in place over a longer old value, now
+// appended.
 Data versionBytes(int item, int version) {
-  const std::size_t size = item == 0 ? 3145728 + 4096 : 512 + 997 * static_cast<std::size_t>(item);
+  std::uint32_t draw = static_cast<std::uint32_t>(item * 2654435761u ^ version * 40503u);
+  draw ^= draw >> 15;
+  draw *= 2246822519u;
+  draw ^= draw >> 13;
+  const std::size_t size = item == 0 ? 3145728 + 4096 : 16 + draw % (5000 - 16 + 1);
   std::string header = "item-" + std::to_string(item) + "|" + std::to_string(version) + "|";
-  Data bytes = testing::itemBytes(size, static_cast<std::uint32_t>(item * 7919 + version * 104729));
+  Data bytes = testing::itemBytes(std::max(size, header.size()),
+                                  static_cast<std::uint32_t>(item * 7919 + version * 104729));
   std::copy(header.begin(), header.end(), bytes.begin());
   return bytes;
 }
@@ -298,7 +305,7 @@ Data versionBytes(int item, int version) {
 // written under its identifier, or nothing with the damage line.
 TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines) {
   constexpr int kItems = 24;
-  for (int round = 0; round < 6; ++round) {
+  for (int round = 0; round < 10; ++round) {
     SCOPED_TRACE(round);
     testing::TestEnvironment env;
     int progress[2];
@@ -325,7 +332,7 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
     char ready = 0;
     const bool started = read(progress[0], &ready, 1) == 1;
     close(progress[0]);
-    if (started) std::this_thread::sleep_for(std::chrono::milliseconds(5 + 37 * round));
+    if (started) std::this_thread::sleep_for(std::chrono::milliseconds(5 + 23 * round));
     kill(pid, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "Platform/Foundation/FileSystem.h"
+
 #include <algorithm>
 #include <regex>
 
-#include "Storage/StorageFileName.h"
 #include "Storage/StorageTestSupport.h"
 #include "orvane/Categories/NSStringMd5.h"
 #include "support/ChildProcess.h"
@@ -222,7 +223,7 @@ TEST(OVStorageTest, FileNamesOfIdentifiersStayInsideTheStore) {
       {std::string("nul\0byte", 8), "nul%00byte"},
   };
   for (const auto& [identifier, fileName] : names) {
-    EXPECT_EQ(storageFileName(identifier), fileName) << identifier;
+    EXPECT_EQ(fs::safeFileName(identifier), fileName) << identifier;
   }
 
   testing::TempDir dir;
@@ -232,7 +233,7 @@ TEST(OVStorageTest, FileNamesOfIdentifiersStayInsideTheStore) {
   for (const std::string identifier : {"../escape", "..", "sub/dir/name"}) {
     ASSERT_TRUE(store->saveDataWithIdentifier(large, identifier)) << identifier;
     EXPECT_EQ(store->dataWithIdentifier(identifier), large) << identifier;
-    EXPECT_EQ(fileSize(dir / "items" / storageFileName(identifier)), std::int64_t(large.size()));
+    EXPECT_EQ(fileSize(dir / "items" / fs::safeFileName(identifier)), std::int64_t(large.size()));
   }
   EXPECT_FALSE(std::filesystem::exists(dir / "escape"));
   store->cleanStorage();

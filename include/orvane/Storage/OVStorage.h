@@ -34,13 +34,29 @@ class FileHandle;
 /// store's directory.
 ///
 /// Every use of the index and of the chunk file goes through the store's
-/// serial queue; composite operations (save, update, remove, read) are
-/// sequences of such steps, not one. None of the operations may be called from
-/// work already running on the same store's queue.
+/// serial queue. Saving or updating an item of the chunk file (test, write,
+/// record) and reading one are one step each; items in files of their own
+/// and removals are sequences of steps, so two threads saving the same new
+/// large item can both pass the existence test. None of the operations may be
+/// called from work already running on the same store's queue.
+///
+/// Every item saved through saveDataWithIdentifier or updateDataWithIdentifier
+/// carries a 64-bit checksum of its bytes, kept in memory beside its chunk. A
+/// read whose bytes do not match it answers no data and logs "Warning the
+/// chunk file has been damaged.": an index entry may point at bytes that are
+/// no longer its item's (a crash after an overwrite in place, two updates of
+/// one identifier at once, a chunk file changed behind the store's back, a
+/// sibling store's large item of the same name), and those read as damage,
+/// never as wrong data. Entries without a checksum (set through
+/// addStorageChunkItemWithIdentifier, or from an archive written without
+/// checksums) read unchecked, as before.
 ///
 /// The archive of a store holds "destinationPath", "identifier" and
-/// "_fragmentChunk" (item identifier -> OVStorageChunk); archiving pushes the
-/// chunk file to disk, so that the bytes the archive points to are durable.
+/// "_fragmentChunk" (item identifier -> OVStorageChunk), and beside them
+/// "_fragmentChecksums": data holding, for each entry that has a checksum, the
+/// identifier's length (4 bytes, little-endian), its bytes and the checksum
+/// (8 bytes, little-endian). Archiving pushes the chunk file to disk, so that
+/// the bytes the archive points to are durable.
 ///
 /// Failures of file operations answer failure (NO, no data, no chunk) instead
 /// of raising, and never leave an index entry pointing at bytes that were not
@@ -97,8 +113,8 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   SerialQueue& accessStorageQueue() const noexcept { return _accessStorageQueue; }
 
   std::string archiveClassName() const override;
-  /// Writes the three values, the index while holding the store's queue,
-  /// then synchronises the chunk file to disk.
+  /// Writes the three values and the checksums, the index while holding the
+  /// store's queue, then synchronises the chunk file to disk.
   void encodeWithCoder(NSKeyedArchiver& coder) const override;
 
   // Items.
@@ -113,8 +129,9 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   /// item in the chunk file stay there as dead space.
   void removeDataWithIdentifier(std::string_view identifier);
   /// The item's bytes, or nothing when it is not stored, its file is missing,
-  /// or the chunk file no longer holds its bytes (logged as "Warning the chunk
-  /// file has been damaged.").
+  /// or the chunk file or its own file no longer holds its bytes: fewer bytes
+  /// than recorded, or bytes that do not match the item's checksum (logged as
+  /// "Warning the chunk file has been damaged.").
   std::optional<Data> dataWithIdentifier(std::string_view identifier) const;
   /// True when the index has an entry for the identifier.
   bool dataWithIdentifierExist(std::string_view identifier) const;
@@ -136,16 +153,22 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
   std::optional<OVStorageChunk> saveStorageChunkDataWithIdentifier(ByteView data,
                                                                    std::string_view identifier);
   /// Writes the bytes as the whole contents of the file at `path`, replacing it
-  /// only once every byte is written. False when that failed, or when the path
-  /// is the store's chunk file.
+  /// only once every byte is written and synchronised to disk, and
+  /// synchronises the directory after the replacement, so that a recorded
+  /// item never points at a file that a power loss can empty. False when that
+  /// failed, or when the path is the store's chunk file.
   bool saveStorageChunkDataToFileWithPath(ByteView data, std::string_view path);
   /// Writes the bytes into the chunk file, over the identifier's old bytes when
-  /// they are at least as long, else at the end, and answers where. Does not
+  /// they are at least as long, else at the end, and answers where. The end is
+  /// the file's size when the store opened it, moved on by the store's own
+  /// appends: a file cut behind the store's back leaves a gap, never an
+  /// overlap with items the store appended since. Does not
   /// record it. Nothing when the write failed; when an overwrite in place failed,
   /// the identifier's entry, whose bytes are then no longer intact, is removed.
   std::optional<OVStorageChunk> saveStorageChunkDataToDefaultFileHandlerWithIdentifier(
       ByteView data, std::string_view identifier);
-  /// Sets or replaces the index entry.
+  /// Sets or replaces the index entry, without a checksum: the item reads
+  /// unchecked.
   void addStorageChunkItemWithIdentifier(const OVStorageChunk& chunk, std::string_view identifier);
   /// Removes the index entry, if any.
   void removeStorageChunkItemWithIdentifier(std::string_view identifier);
@@ -161,12 +184,24 @@ class ORVANE_EXPORT OVStorage : public NSCoding {
 
  private:
   bool ownsChunkFileName(std::string_view identifier) const noexcept;
+  enum class WriteResult { Written, Exists, Failed };
+  // Writes an item and records it with the checksum of its bytes; with
+  // `onlyNew`, only when the identifier is not stored yet.
+  WriteResult writeAndRecord(ByteView data, std::string_view identifier, bool onlyNew);
+  // The body of saveStorageChunkDataToDefaultFileHandlerWithIdentifier, run
+  // on the queue.
+  std::optional<OVStorageChunk> writeToChunkFile(ByteView data, std::string_view identifier);
 
   std::string _destinationPath;
   std::string _identifier;
   std::unique_ptr<ChunkIndex> _fragmentChunk;  // item identifier -> chunk
   mutable SerialQueue _accessStorageQueue;
   std::unique_ptr<FileHandle> _fragmentChunkFile;
+  // Where the next appended item goes: the chunk file's size when it was
+  // opened, moved on by every append (guarded by the queue). Kept here rather
+  // than asked of the file before each append, which cost a system call per
+  // save, a fifth of the write itself.
+  std::uint64_t _fragmentChunkEnd = 0;
 };
 
 }  // namespace orvane

@@ -162,6 +162,12 @@ Writer::Spare& Writer::spare() {
   return s;
 }
 
+std::size_t Writer::spareBytesOnThisThread() {
+  const Spare& s = spare();
+  if (!s.present) return 0;
+  return s.entries.capacity() * sizeof(Entry) + s.refs.capacity() * sizeof(ObjectRef);
+}
+
 Writer::Writer() {
   out_.assign(std::begin(kHeader), std::end(kHeader));
   if (Spare& s = spare(); s.present) {
@@ -172,8 +178,10 @@ Writer::Writer() {
 }
 
 Writer::~Writer() {
-  // Room beyond this is given back rather than kept.
-  constexpr std::size_t kMaxKept = std::size_t{256} << 20;
+  // Room beyond this is given back rather than kept: every thread that ever
+  // wrote a property list keeps its spare room until it ends. 4 MiB holds the
+  // tables of an index of some 25 000 items.
+  constexpr std::size_t kMaxKept = std::size_t{4} << 20;
   const std::size_t room =
       entries_.capacity() * sizeof(Entry) + refs_.capacity() * sizeof(ObjectRef);
   if (Spare& s = spare(); !s.present && room <= kMaxKept) {
@@ -605,9 +613,16 @@ bool Reader::stringEquals(ObjectRef ref, std::string_view utf8) const {
   return false;
 }
 
+namespace {
+thread_local std::uint64_t keysExamined = 0;
+}  // namespace
+
+std::uint64_t Reader::keysExaminedOnThisThread() { return keysExamined; }
+
 std::optional<ObjectRef> Reader::lookup(ObjectRef dictionary, std::string_view key) const {
   if (objects_[dictionary].type != Type::Dictionary) return std::nullopt;
   const std::uint64_t n = objects_[dictionary].count;
+  keysExamined += n;
   for (std::uint64_t i = 0; i < n; ++i)
     if (stringEquals(this->key(dictionary, i), key)) return value(dictionary, i);
   return std::nullopt;

@@ -66,6 +66,10 @@ class Writer {
   /// left empty.
   Data finish(ObjectRef top);
 
+  /// The room the calling thread keeps from its last writer for its next one
+  /// (at most a few MiB), in bytes.
+  static std::size_t spareBytesOnThisThread();
+
  private:
   enum class Kind : std::uint8_t { Leaf, Array, Dictionary };
   struct Entry {
@@ -153,8 +157,12 @@ class Reader {
   std::optional<std::string> string(ObjectRef ref) const;
   /// True when the object is a string equal to the text.
   bool stringEquals(ObjectRef ref, std::string_view utf8) const;
-  /// The value under a string key of a dictionary, or nothing.
+  /// The value under a string key of a dictionary, or nothing. Walks the
+  /// dictionary's keys.
   std::optional<ObjectRef> lookup(ObjectRef dictionary, std::string_view key) const;
+  /// For tests: how many dictionary keys lookups on this thread have walked
+  /// over (a count of the decoding work).
+  static std::uint64_t keysExaminedOnThisThread();
 
  private:
   struct Object {

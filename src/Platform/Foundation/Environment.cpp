@@ -10,6 +10,8 @@
 #include <mutex>
 #include <vector>
 
+#include "Platform/Foundation/FileSystem.h"
+
 namespace orvane {
 
 namespace {
@@ -90,7 +92,9 @@ std::filesystem::path Environment::configHome() {
 
 std::filesystem::path Environment::userDefaultsFile() {
   if (auto p = overridden(&EnvironmentOverrides::userDefaultsFile)) return *p;
-  return configHome() / applicationIdentifier() / "defaults.sqlite3";
+  // The identifier is the host's text: encoded, it stays one directory name
+  // below the configuration directory whatever it holds.
+  return configHome() / fs::safeFileName(applicationIdentifier()) / "defaults.sqlite3";
 }
 
 OperatingSystemVersion Environment::systemVersion() {

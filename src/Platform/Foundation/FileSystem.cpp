@@ -14,9 +14,57 @@
 
 namespace orvane::fs {
 
+std::string safeFileName(std::string_view text) {
+  constexpr std::string_view kUnsafe("%/\0", 3);
+  if (text == ".") return "%2E";
+  if (text == "..") return "%2E%2E";
+  if (text.find_first_of(kUnsafe) == std::string_view::npos) return std::string(text);
+  std::string name;
+  name.reserve(text.size() + 8);
+  for (char c : text) {
+    switch (c) {
+      case '%':
+        name += "%25";
+        break;
+      case '/':
+        name += "%2F";
+        break;
+      case '\0':
+        name += "%00";
+        break;
+      default:
+        name += c;
+    }
+  }
+  return name;
+}
+
 bool exists(const std::filesystem::path& path) noexcept {
   std::error_code ec;
   return std::filesystem::exists(path, ec);
+}
+
+namespace {
+
+DurabilityObserver durabilityObserver = nullptr;
+
+void observe(std::string_view step, const std::filesystem::path& path) {
+  if (durabilityObserver) durabilityObserver(step, path);
+}
+
+bool syncDirectory(const std::filesystem::path& directory) {
+  const int fd = ::open(directory.empty() ? "." : directory.c_str(),
+                        O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool synced = ::fsync(fd) == 0;
+  ::close(fd);
+  return synced;
+}
+
+}  // namespace
+
+void setDurabilityObserverForTesting(DurabilityObserver observer) noexcept {
+  durabilityObserver = observer;
 }
 
 bool createFile(const std::filesystem::path& path, ByteView contents) {
@@ -27,12 +75,17 @@ bool createFile(const std::filesystem::path& path, ByteView contents) {
   ::close(fd);
   bool written = false;
   if (auto handle = FileHandle::openForUpdating(temporary)) {
-    written = handle->writeAt(0, contents);
+    written = handle->writeAt(0, contents) && handle->synchronize();
+    if (written) observe("sync file", temporary);
   }
   if (!written || ::rename(temporary.c_str(), path.c_str()) != 0) {
     ::unlink(temporary.c_str());
     return false;
   }
+  observe("rename", path);
+  // The rename itself is durable only once the directory is.
+  if (!syncDirectory(path.parent_path())) return false;
+  observe("sync directory", path.parent_path());
   return true;
 }
 

@@ -320,6 +320,7 @@ struct NSKeyedUnarchiver::Impl {
   std::vector<std::uint8_t> states;
   std::vector<std::shared_ptr<NSCoding>> decoded;
   std::unordered_map<std::uint64_t, ClassInfo> classes;  // by UID of the class record
+  std::unordered_map<ObjectRef, const ClassInfo*> classOfLargeObject;
   const ClassInfo* lastClass = nullptr;                  // entries of the map stay where they are
   std::uint64_t lastClassUid = 0;
   std::string keyScratch;
@@ -333,8 +334,18 @@ struct NSKeyedUnarchiver::Impl {
     return true;
   }
 
+  // The value under a key of a dictionary. A lookup walks the dictionary's
+  // keys, so its cost is charged to the budget: an object with many keys
+  // that the archive refers to again and again cannot make decoding
+  // quadratic in the input.
+  std::optional<ObjectRef> lookup(ObjectRef dictionary, std::string_view key) {
+    if (plist.type(dictionary) != bplist::Type::Dictionary) return std::nullopt;
+    if (!spend(plist.count(dictionary))) return std::nullopt;
+    return plist.lookup(dictionary, key);
+  }
+
   std::optional<ObjectRef> valueForKey(std::string_view key) {
-    return plist.lookup(current, escapedKey(key, keyScratch));
+    return lookup(current, escapedKey(key, keyScratch));
   }
 
   // The $objects entry a UID value names; nothing for $null, for UIDs out of
@@ -346,9 +357,22 @@ struct NSKeyedUnarchiver::Impl {
     return plist.item(objectsArray, uid);
   }
 
+  // The class of an object dictionary. Objects with more keys than the
+  // archiver ever writes are looked at once, however often they are referred
+  // to (as the key of every entry of a dictionary, say).
   const ClassInfo* classOf(ObjectRef object) {
     if (plist.type(object) != bplist::Type::Dictionary) return nullptr;
-    const auto classValue = plist.lookup(object, kClassKey);
+    constexpr std::uint64_t kFewKeys = 16;
+    if (plist.count(object) <= kFewKeys) return findClassOf(object);
+    if (const auto it = classOfLargeObject.find(object); it != classOfLargeObject.end())
+      return it->second;
+    const ClassInfo* info = findClassOf(object);
+    classOfLargeObject.emplace(object, info);
+    return info;
+  }
+
+  const ClassInfo* findClassOf(ObjectRef object) {
+    const auto classValue = lookup(object, kClassKey);
     if (!classValue || plist.type(*classValue) != bplist::Type::UID) return nullptr;
     const std::uint64_t uid = plist.uid(*classValue);
     if (lastClass != nullptr && uid == lastClassUid) return lastClass;
@@ -356,12 +380,12 @@ struct NSKeyedUnarchiver::Impl {
     if (const auto it = classes.find(uid); it != classes.end()) return lastClass = &it->second;
     ClassInfo info;
     if (const auto record = referencedObject(*classValue)) {
-      const auto nameValue = plist.lookup(*record, "$classname");
+      const auto nameValue = lookup(*record, "$classname");
       const auto name = nameValue ? plist.string(*nameValue) : std::nullopt;
       if (name) {
         auto inChain = [&](std::string_view wanted) {
           if (*name == wanted) return true;
-          const auto chain = plist.lookup(*record, "$classes");
+          const auto chain = lookup(*record, "$classes");
           if (!chain || plist.type(*chain) != bplist::Type::Array) return false;
           for (std::uint64_t i = 0; i < plist.count(*chain); ++i)
             if (plist.stringEquals(plist.item(*chain, i), wanted)) return true;
@@ -384,7 +408,7 @@ struct NSKeyedUnarchiver::Impl {
     if (!plist.isString(object)) {
       const ClassInfo* info = classOf(object);
       if (!info || info->kind != ClassKind::String) return std::nullopt;
-      const auto inner = plist.lookup(object, "NS.string");
+      const auto inner = lookup(object, "NS.string");
       if (!inner || !plist.isString(*inner)) return std::nullopt;
       object = *inner;
     }
@@ -396,7 +420,7 @@ struct NSKeyedUnarchiver::Impl {
     if (plist.type(object) != bplist::Type::Data) {
       const ClassInfo* info = classOf(object);
       if (!info || info->kind != ClassKind::Data) return std::nullopt;
-      const auto inner = plist.lookup(object, "NS.data");
+      const auto inner = lookup(object, "NS.data");
       if (!inner || plist.type(*inner) != bplist::Type::Data) return std::nullopt;
       object = *inner;
     }
@@ -508,8 +532,8 @@ struct NSKeyedUnarchiver::Impl {
     if (!object || depth >= kMaxDepth) return false;
     const ClassInfo* info = classOf(*object);
     if (!info || info->kind != ClassKind::Dictionary) return false;
-    const auto keys = plist.lookup(*object, "NS.keys");
-    const auto values = plist.lookup(*object, "NS.objects");
+    const auto keys = lookup(*object, "NS.keys");
+    const auto values = lookup(*object, "NS.objects");
     if (!keys || !values || plist.type(*keys) != bplist::Type::Array ||
         plist.type(*values) != bplist::Type::Array || plist.count(*keys) != plist.count(*values))
       return false;

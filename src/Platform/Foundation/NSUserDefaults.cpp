@@ -35,11 +35,12 @@ bool isBusy(int code) {
   return code == SQLITE_BUSY || code == SQLITE_LOCKED;
 }
 
-// Errors that say the file itself is no usable database, as opposed to a
-// full disk, a lock held too long or a missing permission to write.
+// Errors by which SQLite says the file itself is damaged or no database, as
+// opposed to a full disk, a file-size limit, no descriptors left, a lock held
+// too long or a missing permission: only these move a file aside.
 bool isDamage(int code) {
   code &= 0xff;
-  return code == SQLITE_CORRUPT || code == SQLITE_NOTADB || code == SQLITE_FORMAT;
+  return code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
 }
 
 struct StatementDeleter {
@@ -101,6 +102,9 @@ struct NSUserDefaults::Impl {
   sqlite3* db = nullptr;
   Statement select, upsert, erase, keys;
   bool inMemory = false;
+  // Why the last attempt to open the file failed, when it failed for a
+  // reason other than damage; the call that needed it logs this.
+  std::string openFailure;
   dev_t device = 0;
   ino_t inode = 0;
 
@@ -165,6 +169,13 @@ struct NSUserDefaults::Impl {
   int openFile(std::string* reason) {
     std::error_code ec;
     std::filesystem::create_directories(path.parent_path(), ec);
+    // Something other than a file at the path (a directory, a device) is no
+    // database; SQLite would only say it cannot open it.
+    struct stat existing {};
+    if (::stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
+      *reason = "not a regular file";
+      return SQLITE_NOTADB;
+    }
     int rc =
         sqlite3_open_v2(path.c_str(), &db,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -206,20 +217,14 @@ struct NSUserDefaults::Impl {
       close();
   }
 
-  // The file cannot be used: move it aside and start again with an empty one,
-  // or in memory when that fails too. Logs exactly one line.
+  // SQLite says the file is damaged: move it aside and start again with an
+  // empty one, or in memory when that fails too. Logs exactly one line.
   void recover(std::string reason) {
     close();
     // SQLite's integrity report spans lines; the log gets one.
     for (char& c : reason)
       if (c == '\n' || c == '\r') c = ' ';
     const std::string what = "The user defaults database " + path.string();
-    struct stat st {};
-    if (::lstat(path.c_str(), &st) != 0) {
-      NSLog(what + " cannot be created (" + reason + "); the defaults are kept in memory.");
-      openMemory();
-      return;
-    }
     auto aside = moveAside(path);
     if (!aside) {
       NSLog(what + " cannot be read (" + reason + ") nor moved aside (" + std::strerror(errno) +
@@ -240,7 +245,10 @@ struct NSUserDefaults::Impl {
 
   // Makes sure a connection is open on the file now at `path`. Another
   // process may have moved a damaged file aside; then the file now there is
-  // opened instead of going on with the old one.
+  // opened instead of going on with the old one. Any failure other than
+  // damage (no descriptors left, a file-size limit, no permission, no room)
+  // leaves the file where it is and no connection open: the call that needed
+  // it answers nothing, and the next call tries again.
   void ensureOpen() {
     if (db) {
       if (inMemory) return;
@@ -254,7 +262,12 @@ struct NSUserDefaults::Impl {
       reason.clear();
       rc = openFile(&reason);
     }
-    if (rc == SQLITE_OK || isBusy(rc)) return;  // still busy: try again at the next call
+    openFailure.clear();
+    if (rc == SQLITE_OK) return;
+    if (!isDamage(rc)) {
+      openFailure = reason.empty() ? sqlite3_errstr(rc) : reason;
+      return;
+    }
     recover(reason);
   }
 
@@ -277,7 +290,8 @@ struct NSUserDefaults::Impl {
   }
 
   void logFailure(const char* action, int rc) {
-    NSLog("The user defaults database " + path.string() + " cannot " + action + " (" + message(rc) +
+    const std::string reason = !db && !openFailure.empty() ? openFailure : message(rc);
+    NSLog("The user defaults database " + path.string() + " cannot " + action + " (" + reason +
           ").");
   }
 };

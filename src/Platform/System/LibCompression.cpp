@@ -246,7 +246,11 @@ std::size_t lz4FramedDecode(Data& dst, std::size_t capacity, ByteView src) {
     const std::size_t decoded = readLE32(magic + 4);
     const std::size_t encoded = readLE32(magic + 8);
     at += kLz4CompressedHeader;
-    if (!has(encoded) || decoded > INT_MAX || encoded > INT_MAX) return fail(dst);
+    // A block cannot decode to more than its encoded bytes can express:
+    // nothing is set aside for a size the block cannot reach.
+    if (!has(encoded) || decoded > INT_MAX || encoded > INT_MAX ||
+        decoded > lz4DecodedBound(encoded))
+      return fail(dst);
     const std::size_t start = dst.size();
     const std::size_t room = std::min(decoded, capacity - start);
     const std::size_t dictSize = std::min(start, kLz4Window);
@@ -422,6 +426,22 @@ std::size_t decode(Data& dst, std::size_t capacity, ByteView src, compression_al
 }
 
 }  // namespace
+
+std::size_t decodedSizeBound(ByteView src, compression_algorithm algorithm) {
+  constexpr std::size_t kMax = std::numeric_limits<std::size_t>::max();
+  // DEFLATE's largest expansion: a 258-byte match per two bits, 1032 to 1.
+  constexpr std::size_t kDeflateRatio = 1032;
+  constexpr std::size_t kUnboundedReserve = 64 << 20;
+  switch (algorithm) {
+    case COMPRESSION_ZLIB:
+      return src.size() > (kMax - 64) / kDeflateRatio ? kMax : src.size() * kDeflateRatio + 64;
+    case COMPRESSION_LZ4_RAW:
+    case COMPRESSION_LZ4:
+      return lz4DecodedBound(src.size());
+    default:
+      return kUnboundedReserve;
+  }
+}
 
 // Out of memory is a failure like any other: the answer is 0, never an exception.
 

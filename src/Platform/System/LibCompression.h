@@ -28,4 +28,10 @@ std::size_t compressionEncodeBuffer(Data& dst, std::size_t capacity, ByteView sr
 std::size_t compressionDecodeBuffer(Data& dst, std::size_t capacity, ByteView src,
                                     compression_algorithm algorithm);
 
+/// The most bytes `src` can decode to with `algorithm`, from the format's
+/// largest expansion (DEFLATE 1032 to 1, an LZ4 sequence 255 to 1); for
+/// formats without such a bound (LZMA, Brotli) a bound on what is worth
+/// setting aside before decoding, beyond which output grows as it comes.
+std::size_t decodedSizeBound(ByteView src, compression_algorithm algorithm);
+
 }  // namespace orvane

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Platform/Foundation/BinaryPropertyList.h"
@@ -106,6 +107,26 @@ TEST(BinaryPropertyListTest, StringsDataAndUidsRoundTrip) {
   EXPECT_EQ(r->bytes(r->item(r->top(), 6)).size(), 0u);
   EXPECT_EQ(r->uid(r->item(r->top(), 7)), 0u);
   EXPECT_EQ(r->uid(r->item(r->top(), 8)), 0x1234567890ull);
+}
+
+// The writer keeps its tables' room for the thread's next property list, but
+// not the room of a large one: a thread that once wrote an archive of a
+// million objects does not hold tens of MiB for the rest of its life.
+TEST(BinaryPropertyListTest, ThreadKeepsAtMostAFewMebibytesForTheNextWriter) {
+  std::thread([] {
+    for (const std::size_t objects : {std::size_t{1000}, std::size_t{1} << 20}) {
+      {
+        bplist::Writer writer;
+        std::vector<bplist::ObjectRef> items;
+        for (std::size_t i = 0; i < objects; ++i) items.push_back(writer.addInteger(i));
+        writer.finish(writer.addArray(items));
+      }
+      EXPECT_LE(bplist::Writer::spareBytesOnThisThread(), std::size_t{4} << 20) << objects;
+      if (objects == 1000) {
+        EXPECT_GT(bplist::Writer::spareBytesOnThisThread(), 0u);
+      }
+    }
+  }).join();
 }
 
 TEST(BinaryPropertyListTest, InvalidUtf8IsWrittenAsReplacementCharacters) {

@@ -23,6 +23,26 @@ TEST(EnvironmentTest, XdgVariablesWinOverHomeFallbacks) {
   EXPECT_EQ(result.exitCode, 0);
 }
 
+// The identifier names one directory below the configuration directory, and
+// below the data directory for stores, whatever the host set it to.
+TEST(EnvironmentTest, ApplicationIdentifierStaysOneDirectoryName) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"com.example.photos", "com.example.photos"},
+      {"../../x", "..%2F..%2Fx"},
+      {"..", "%2E%2E"},
+      {"/etc", "%2Fetc"},
+  };
+  for (const auto& [identifier, directory] : cases) {
+    EnvironmentOverrides o;
+    o.applicationIdentifier = identifier;
+    o.configHome = "/config";
+    ScopedEnvironmentOverrides scoped(o);
+    EXPECT_EQ(Environment::userDefaultsFile(),
+              std::filesystem::path("/config") / directory / "defaults.sqlite3")
+        << identifier;
+  }
+}
+
 TEST(EnvironmentTest, ApplicationIdentifierComesFromOverrideHostOrExecutable) {
   auto result = testing::runInChild([] {
     if (Environment::applicationIdentifier() != program_invocation_short_name) return 1;

@@ -318,6 +318,38 @@ TEST_F(NSKeyedArchiverTest, DecodesThePlatformArchiversVariations) {
   EXPECT_FALSE(NSKeyedUnarchiver::unarchiveDictionaryWithData(b.finish(uneven)));
 }
 
+// Every key of a dictionary refers to one text object that has thousands of
+// keys of its own, "$class" and "NS.string" last: decoding walks keys in
+// proportion to the archive's size, not to references times keys.
+TEST_F(NSKeyedArchiverTest, DecodingWorkStaysInProportionToTheArchive) {
+  constexpr int kKeys = 20000, kReferences = 20000;
+  HandArchive a;
+  const std::uint64_t textClass = a.classRecord("NSString", {"NSString", "NSObject"});
+  const std::uint64_t dictionaryClass = a.classRecord("NSDictionary", {"NSDictionary", "NSObject"});
+  const std::uint64_t pointClass =
+      a.classRecord("ArchiverTestPoint", {"ArchiverTestPoint", "NSObject"});
+  std::vector<std::pair<std::string, ObjectRef>> padded;
+  const ObjectRef zero = a.w.addInteger(0);
+  for (int i = 0; i < kKeys; ++i) padded.emplace_back("pad" + std::to_string(i), zero);
+  padded.emplace_back("NS.string", a.w.addString("key"));
+  padded.emplace_back("$class", a.w.addUID(textClass));
+  const ObjectRef keyReference = a.w.addUID(a.add(a.dictionary(padded)));
+  const ObjectRef pointReference = a.w.addUID(a.point(1, 2, pointClass));
+  const std::uint64_t root = a.add(a.dictionary({
+      {"NS.keys", a.w.addArray(std::vector<ObjectRef>(kReferences, keyReference))},
+      {"NS.objects", a.w.addArray(std::vector<ObjectRef>(kReferences, pointReference))},
+      {"$class", a.w.addUID(dictionaryClass)},
+  }));
+  const Data archive = a.finish(root);
+
+  const std::uint64_t before = Reader::keysExaminedOnThisThread();
+  const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(archive);
+  const std::uint64_t examined = Reader::keysExaminedOnThisThread() - before;
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(asPoint(decoded->at("key"))->x, 1);
+  EXPECT_LE(examined, 64 * archive.size()) << "archive of " << archive.size() << " bytes";
+}
+
 TEST_F(NSKeyedArchiverTest, DamagedArchivesNeverCrash) {
   TestRecord record;
   record.name = "name";

@@ -1,10 +1,13 @@
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -158,16 +161,79 @@ TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
   }
 }
 
-TEST(NSUserDefaultsTest, DatabaseThatCannotBeCreatedFallsBackToMemory) {
+// A healthy database that cannot be opened for a passing reason (no file
+// descriptors left, a file-size limit of 0, no permission) is no damaged one:
+// the call answers nothing with one line, and the file stays where it is,
+// with its values, for the next process.
+TEST(NSUserDefaultsTest, OpenFailuresOtherThanDamageLeaveTheDatabaseAlone) {
+  // Soft limits only: the hard ones may not be raised again.
+  auto setSoftLimit = [](int resource, rlim_t value) {
+    rlimit limit{};
+    getrlimit(resource, &limit);
+    limit.rlim_cur = value;
+    if (setrlimit(resource, &limit) != 0) std::_Exit(3);
+  };
+  struct Case {
+    const char* name;
+    std::function<void()> inChild;
+  };
+  const Case cases[] = {
+      {"no file descriptors left",
+       [&] {
+         const int lowestFree = dup(0);
+         close(lowestFree);
+         setSoftLimit(RLIMIT_NOFILE, static_cast<rlim_t>(lowestFree));
+       }},
+      {"file-size limit of 0",
+       [&] {
+         std::signal(SIGXFSZ, SIG_IGN);
+         setSoftLimit(RLIMIT_FSIZE, 0);
+       }},
+      {"no permission",
+       [] {
+         // Root reads and writes whatever the mode says: become somebody else.
+         if (geteuid() == 0 && setuid(65534) != 0) std::_Exit(4);
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    testing::TempDir dir;
+    const stdfs::path file = dir / "defaults.sqlite3";
+    ASSERT_TRUE(NSUserDefaults::initWithPath(file)->setObjectForKey(bytesOf("kept"), "k"));
+    const bool noPermission = std::string(c.name) == "no permission";
+    if (noPermission) {
+      stdfs::permissions(dir.path(), stdfs::perms::all);  // the directory stays open to all
+      stdfs::permissions(file, stdfs::perms::none);
+    }
+    auto result = testing::runInChild([&] {
+      c.inChild();
+      auto d = NSUserDefaults::initWithPath(file);
+      return d->dataForKey("k") ? 1 : 0;
+    });
+    if (noPermission) stdfs::permissions(file, stdfs::perms::owner_read | stdfs::perms::owner_write);
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
+    EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
+    EXPECT_TRUE(filesStartingWith(dir.path(), "defaults.sqlite3.damaged-").empty());
+    EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "kept");
+  }
+}
+
+TEST(NSUserDefaultsTest, DatabaseThatCannotBeCreatedAnswersNothingUntilItCan) {
   testing::TempDir dir;
   std::ofstream(dir / "not-a-directory") << "x";
   auto result = testing::runInChild([&] {
     auto d = NSUserDefaults::initWithPath(dir / "not-a-directory" / "defaults.sqlite3");
-    if (!d->setObjectForKey(bytesOf("v"), "k")) return 1;
-    return text(d->dataForKey("k")) == "v" ? 0 : 2;
+    if (d->setObjectForKey(bytesOf("v"), "k") || d->dataForKey("k")) return 1;
+    // Once the way is free, the same instance makes the database.
+    stdfs::remove(dir / "not-a-directory");
+    if (!d->setObjectForKey(bytesOf("v"), "k")) return 2;
+    return text(d->dataForKey("k")) == "v" ? 0 : 3;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
+  EXPECT_EQ(lineCount(result.stderrText), 2u) << result.stderrText;  // one per failed call
+  EXPECT_EQ(text(NSUserDefaults::initWithPath(dir / "not-a-directory" / "defaults.sqlite3")
+                     ->dataForKey("k")),
+            "v");
 }
 
 TEST(NSUserDefaultsTest, FileMovedAwayByAnotherProcessIsReopened) {

@@ -41,7 +41,11 @@ class ORVANE_EXPORT Environment {
   static std::filesystem::path configHome();
 
   /// The database of the standard user defaults:
-  /// configHome() / applicationIdentifier() / "defaults.sqlite3".
+  /// configHome() / applicationIdentifier() / "defaults.sqlite3", with the
+  /// identifier as one directory name: percent-encoded as store identifiers
+  /// are ('%' -> "%25", '/' -> "%2F", NUL -> "%00", the whole names "." and
+  /// ".." -> "%2E", "%2E%2E") when it is not a single safe path component, so
+  /// it never names a directory outside configHome().
   static std::filesystem::path userDefaultsFile();
 
   /// The system version the platform layer reports. Linux has no macOS

@@ -17,11 +17,15 @@ namespace orvane {
 /// returns, and several processes of one application may use the same
 /// database at once: writers wait for each other instead of failing.
 ///
-/// A database that cannot be read (not a database, damaged pages, not a file)
-/// is moved aside next to itself under a ".damaged-<time>" name, never
-/// deleted; one line is logged and the defaults start empty in a fresh
-/// database. When not even that is possible they live in memory for the rest
-/// of the process. Callers never see an error beyond a false answer.
+/// A database that SQLite reports damaged (not a database, damaged pages), or
+/// something other than a file at its place, is moved aside next to itself
+/// under a ".damaged-<time>" name, never deleted; one line is logged and the
+/// defaults start empty in a fresh database. When not even that is possible
+/// they live in memory for the rest of the process. Any other failure to open
+/// the database (no file descriptors left, a file-size limit, no permission,
+/// no room) leaves the file where it is: that call answers nothing (or false)
+/// and logs one line, and the next call tries again. Callers never see an
+/// error beyond such an answer.
 ///
 /// All operations are thread-safe.
 class ORVANE_EXPORT NSUserDefaults {
