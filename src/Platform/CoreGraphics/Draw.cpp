@@ -924,8 +924,8 @@ void drawWith(const DrawTarget& target, const DrawState& state, CGRect rect, con
                          filterFor(p.a00, state.quality) == Filter::box;
     const ImageDecoder* decoder = provider.decoder();
     if (decoder && !provider.ready() && shrinks) {
-      const auto needW = static_cast<std::size_t>(std::ceil(std::fabs(p.a00) * sw));
-      const auto needH = static_cast<std::size_t>(std::ceil(std::fabs(p.a11) * sh));
+      const auto needW = static_cast<std::size_t>(std::ceil(std::fabs(p.a00) * sw)) * kReducedDecodeMargin;
+      const auto needH = static_cast<std::size_t>(std::ceil(std::fabs(p.a11) * sh)) * kReducedDecodeMargin;
       if (CGImageRef reduced = decoder->decodeReduced(std::max<std::size_t>(needW, 1),
                                                       std::max<std::size_t>(needH, 1))) {
         if (reduced->layout().width < l.width && reduced->layout().height < l.height) {

@@ -17,6 +17,11 @@
 
 namespace orvane {
 
+/// How many times the pixels a shrinking draw covers a reduced decode keeps at
+/// least, per side. Scaled IDCTs and wavelet levels blur a little at their own
+/// size; averaging down from at least twice the target hides that.
+inline constexpr std::size_t kReducedDecodeMargin = 3;
+
 /// The layout of an image's pixels: the same numbers CGImageCreate takes.
 /// Layouts a decoder may produce: 8-bit gray (8 bits per pixel,
 /// kCGImageAlphaNone); 8-bit gray + alpha (16, kCGImageAlphaLast); 8-bit RGB

@@ -321,6 +321,12 @@ struct RowOutput {
     if (sink) sink->row(y, scratch.data());
     rowsDone = y + 1;
   }
+  // A row whose file bytes are already ours: handed on without conversion.
+  void take(std::uint32_t y, const std::uint8_t* row, std::size_t bytes) {
+    if (sink) sink->row(y, row);
+    else std::memcpy(pixels->row(y), row, bytes);
+    rowsDone = y + 1;
+  }
 };
 
 // Reads bands of rows (a strip, or a row of tiles) top to bottom. Stops at the
@@ -331,7 +337,8 @@ bool readBands(TIFF* tif, const ImageInfo& info, const Layout& l, RowOutput& out
   const std::uint32_t bandWidth = l.tiled ? l.tileWidth : info.width;
   const std::size_t fileRowBytes = (std::size_t{info.width} * samplesPerPlane * l.bits + 7) / 8;
   const std::size_t unitRowBytes = (std::size_t{bandWidth} * samplesPerPlane * l.bits + 7) / 8;
-  const bool direct = out.pixels && !l.tiled && RowConverter::identical(info, l);
+  const bool asStored = planes == 1 && RowConverter::identical(info, l);
+  const bool direct = out.pixels && !l.tiled && asStored;
   const std::size_t unitBytes = unitRowBytes * l.bandHeight;
   if (l.tiled ? TIFFTileSize64(tif) != unitBytes : TIFFStripSize64(tif) < unitRowBytes) return false;
   if (unitBytes > static_cast<std::uint64_t>(kMaxSingleAllocation)) return false;
@@ -377,6 +384,10 @@ bool readBands(TIFF* tif, const ImageInfo& info, const Layout& l, RowOutput& out
     }
     const std::uint8_t* source = (l.tiled || planes > 1) ? band.data() : unit.data();
     for (std::uint32_t r = 0; r < rows; ++r) {
+      if (asStored) {
+        out.take(y0 + r, source + r * fileRowBytes, fileRowBytes);
+        continue;
+      }
       for (unsigned p = 0; p < planes; ++p) rowPlanes[p] = source + (p * l.bandHeight + r) * fileRowBytes;
       converter.convert(rowPlanes.data(), out.target(y0 + r));
       out.done(y0 + r);
