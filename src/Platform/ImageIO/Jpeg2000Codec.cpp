@@ -203,6 +203,35 @@ bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
   return true;
 }
 
+// Sample k of a level reduced by 2^f is the wavelet's low-pass centred on
+// full-size pixel 2^f k, while the pixel it becomes stands for the full-size
+// pixels 2^f k to 2^f (k + 1) - 1, whose centre lies (2^f - 1) / 2 further on.
+// Moving every sample that far toward its next neighbour (linearly, the last
+// one repeated) puts it back over the area it is drawn on, so that averaging
+// down from a reduced level matches averaging the full-size pixels.
+void recentre(opj_image_t& im, std::uint32_t factor) {
+  const std::uint32_t step = 1u << factor;
+  if (factor == 0 || im.x0 % step != 0 || im.y0 % step != 0) return;
+  const std::int64_t weight = step - 1, half = step, shift = factor + 1;  // t = (2^f - 1) / 2^(f+1)
+  auto mix = [&](OPJ_INT32 a, OPJ_INT32 b) {
+    return static_cast<OPJ_INT32>(a + (((std::int64_t{b} - a) * weight + half) >> shift));
+  };
+  for (unsigned c = 0; c < im.numcomps; ++c) {
+    opj_image_comp_t& comp = im.comps[c];
+    if (!comp.data || comp.dx != 1 || comp.dy != 1 || comp.w == 0 || comp.h == 0) continue;
+    const std::size_t w = comp.w, h = comp.h;
+    for (std::size_t y = 0; y < h; ++y) {
+      OPJ_INT32* row = comp.data + y * w;
+      for (std::size_t x = 0; x + 1 < w; ++x) row[x] = mix(row[x], row[x + 1]);
+    }
+    for (std::size_t y = 0; y + 1 < h; ++y) {
+      OPJ_INT32* row = comp.data + y * w;
+      const OPJ_INT32* next = row + w;
+      for (std::size_t x = 0; x < w; ++x) row[x] = mix(row[x], next[x]);
+    }
+  }
+}
+
 // Places the decoded components into our layout: subsampled components are
 // repeated, precision below 8 (or between 9 and 15) is shifted up, signed
 // samples offset, sYCC turned into RGB and CMYK into RGB.
@@ -349,6 +378,7 @@ class Jpeg2000Codec final : public ImageCodec {
     }
     auto pixels = allocatePixels(info);
     if (!pixels) return std::nullopt;
+    recentre(*s.image, factor);
     fillPixels(im, *pixels);
     return pixels;
   }

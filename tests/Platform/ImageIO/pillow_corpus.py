@@ -455,10 +455,24 @@ def jpeg_reduced(path, denom):
 
 
 def jp2_reduced(path, factor, channels, bits):
+    """Pillow's reduced level, each sample then moved (2^f - 1) / 2 full-size
+    pixels toward its next neighbour (right, then down; the last repeated), to
+    the centre of the area it stands for. 8-bit samples only."""
     im = Image.open(path)
     im.reduce = factor
     im.load()
-    return im.width, im.height, dump_pil(im, channels, bits)
+    w, h, step = im.width, im.height, 1 << factor
+    v = list(dump_pil(im, channels, bits))
+    mix = lambda a, b: a + (((b - a) * (step - 1) + step) >> (factor + 1))
+    for y in range(h):
+        for x in range(w - 1):
+            for c in range(channels):
+                i = (y * w + x) * channels + c
+                v[i] = mix(v[i], v[i + channels])
+    for y in range(h - 1):
+        for i in range(y * w * channels, (y + 1) * w * channels):
+            v[i] = mix(v[i], v[i + w * channels])
+    return w, h, bytes(v)
 
 
 def read(directory):
