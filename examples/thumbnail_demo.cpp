@@ -86,10 +86,12 @@ class Progress {
   void update(std::size_t done) {
     if (!shown_) return;
     const double seconds = millisecondsSince(start_) / 1000;
-    const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
-    const double left = rate > 0 ? static_cast<double>(total_ - done) / rate : 0;
-    std::fprintf(stderr, "\r%zu of %zu files, %.1f per second, %.0f s left ", done, total_,
-                 rate, left);
+    const double rate = static_cast<double>(done) / seconds;
+    if (done == 0)
+      std::fprintf(stderr, "\r0 of %zu files", total_);
+    else
+      std::fprintf(stderr, "\r%zu of %zu files, %.1f per second, %.0f s left ", done, total_,
+                   rate, static_cast<double>(total_ - done) / rate);
   }
   // Clears the line, so that other output starts at its beginning.
   void clear() const {
