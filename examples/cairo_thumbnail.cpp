@@ -30,11 +30,11 @@ bool drawInto(cairo_surface_t* surface, const orvane::CGImageRef& image) {
   cairo_surface_flush(surface);  // cairo has finished with the pixels
   const int width = cairo_image_surface_get_width(surface);
   const int height = cairo_image_surface_get_height(surface);
-  const auto context = orvane::CGBitmapContextCreate(
-      cairo_image_surface_get_data(surface), width, height, 8,
-      cairo_image_surface_get_stride(surface),
-      orvane::CGColorSpaceCreateWithName(orvane::kCGColorSpaceSRGB),
-      orvane::kCGImageAlphaPremultipliedFirst | kCairoByteOrder);
+  const auto context =
+      orvane::CGBitmapContextCreate(cairo_image_surface_get_data(surface), width, height, 8,
+                                    cairo_image_surface_get_stride(surface),
+                                    orvane::CGColorSpaceCreateWithName(orvane::kCGColorSpaceSRGB),
+                                    orvane::kCGImageAlphaPremultipliedFirst | kCairoByteOrder);
   if (!context) return false;
   orvane::CGContextDrawImage(context, {{0, 0}, {double(width), double(height)}}, image);
   cairo_surface_mark_dirty(surface);  // tell cairo its pixels changed
@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "cannot write %s\n", argv[2]);
     return 1;
   }
-  std::printf("%d x %d thumbnail of %s drawn into a cairo surface, written to %s\n", width,
-              height, argv[1], argv[2]);
+  std::printf("%d x %d thumbnail of %s drawn into a cairo surface, written to %s\n", width, height,
+              argv[1], argv[2]);
   return 0;
 }

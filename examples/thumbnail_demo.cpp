@@ -72,9 +72,13 @@ double millisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-std::string mebibytes(std::uint64_t bytes) {
+std::string byteCount(std::uint64_t bytes) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.1f MiB", static_cast<double>(bytes) / (1 << 20));
+  const auto n = static_cast<double>(bytes);
+  if (bytes < (1u << 20))
+    std::snprintf(text, sizeof text, "%.1f KiB", n / (1 << 10));
+  else
+    std::snprintf(text, sizeof text, "%.1f MiB", n / (1 << 20));
   return text;
 }
 
@@ -90,8 +94,8 @@ class Progress {
     if (done == 0)
       std::fprintf(stderr, "\r0 of %zu files", total_);
     else
-      std::fprintf(stderr, "\r%zu of %zu files, %.1f per second, %.0f s left ", done, total_,
-                   rate, static_cast<double>(total_ - done) / rate);
+      std::fprintf(stderr, "\r%zu of %zu files, %.1f per second, %.0f s left ", done, total_, rate,
+                   static_cast<double>(total_ - done) / rate);
   }
   // Clears the line, so that other output starts at its beginning.
   void clear() const {
@@ -117,15 +121,14 @@ int make(const std::vector<fs::path>& files) {
     orvane::CGImageRef thumbnail;
     if (bytes) {
       const auto image = orvane::HXImageUtility::readImageFromData(bytes);
-      thumbnail = orvane::HXImageUtility::createThumbnailFromImage(
-          {kThumbnailSide, kThumbnailSide}, image);
+      thumbnail =
+          orvane::HXImageUtility::createThumbnailFromImage({kThumbnailSide, kThumbnailSide}, image);
     }
     shrinkMilliseconds += millisecondsSince(start);
     start = Clock::now();
-    const auto jpeg =
-        thumbnail ? orvane::HXImageUtility::saveImageWithFormatQualityProperty(
-                        thumbnail, orvane::kUTTypeJPEG, kJpegQuality, nullptr)
-                  : std::nullopt;
+    const auto jpeg = thumbnail ? orvane::HXImageUtility::saveImageWithFormatQualityProperty(
+                                      thumbnail, orvane::kUTTypeJPEG, kJpegQuality, nullptr)
+                                : std::nullopt;
     encodeMilliseconds += millisecondsSince(start);
     if (!jpeg || jpeg->empty()) {
       progress.clear();
@@ -142,22 +145,23 @@ int make(const std::vector<fs::path>& files) {
   }
   progress.clear();
   std::printf("make:  %zu thumbnails made, %zu skipped, from %s of images\n", made, skipped,
-              mebibytes(photoBytes).c_str());
-  std::printf("       %s of JPEG stored in %s\n", mebibytes(thumbnailBytes).c_str(),
+              byteCount(photoBytes).c_str());
+  std::printf("       %s of JPEG stored in %s\n", byteCount(thumbnailBytes).c_str(),
               manager->defStorage()->destinationPath().c_str());
   if (made > 0) {
     const auto n = static_cast<double>(made);
     std::printf(
         "       %.2f ms per thumbnail made: decode and shrink %.2f, JPEG encode %.2f, store %.2f\n",
-        (shrinkMilliseconds + encodeMilliseconds + storeMilliseconds) / n,
-        shrinkMilliseconds / n, encodeMilliseconds / n, storeMilliseconds / n);
+        (shrinkMilliseconds + encodeMilliseconds + storeMilliseconds) / n, shrinkMilliseconds / n,
+        encodeMilliseconds / n, storeMilliseconds / n);
   }
   return 0;
 }
 
 bool writeFile(const fs::path& path, const Data& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  out.write(reinterpret_cast<const char*>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
   return static_cast<bool>(out.flush());
 }
 
@@ -216,12 +220,14 @@ int serve(const std::vector<fs::path>& files, const fs::path& sheetPath) {
   const double pngMilliseconds = millisecondsSince(start);
 
   const auto n = static_cast<double>(count);
-  std::printf("serve: %zu thumbnails served, %s, %zu files without one, %zu undecodable\n",
-              count, mebibytes(bytes).c_str(), files.size() - count, broken);
-  std::printf("       restore %.2f ms; %.3f ms per thumbnail served: store read %.3f, "
-              "JPEG decode and draw %.3f\n",
-              restoreMilliseconds, (readMilliseconds + drawMilliseconds) / n,
-              readMilliseconds / n, drawMilliseconds / n);
+  std::printf(
+      "serve: %zu thumbnails served, %s; files without a thumbnail: %zu, undecodable: %zu\n", count,
+      byteCount(bytes).c_str(), files.size() - count, broken);
+  std::printf(
+      "       restore %.2f ms; %.3f ms per thumbnail served: store read %.3f, "
+      "JPEG decode and draw %.3f\n",
+      restoreMilliseconds, (readMilliseconds + drawMilliseconds) / n, readMilliseconds / n,
+      drawMilliseconds / n);
   if (written)
     std::printf("       contact sheet %zu x %zu pixels (PNG written in %.0f ms): %s\n", width,
                 height, pngMilliseconds, sheetPath.c_str());
