@@ -19,6 +19,10 @@ packages=(
   libjpeg62-turbo-dev libpng-dev libtiff-dev libgif-dev libopenjp2-7-dev
   # the independent image reader the ImageIO tests compare with
   python3-pil
+  # cairo, which the cairo interop example draws into
+  libcairo2-dev
+  # photographs the demo makes thumbnails of (JPEG and PNG)
+  mate-backgrounds
 )
 
 missing=()
