@@ -42,6 +42,7 @@
 #include "Platform/ImageIO/ImageCodec.h"
 #include "orvane/Image/HXImageUtility.h"
 #include "orvane/Platform/CoreGraphics/CGDataProvider.h"
+#include "support/AreaAverage.h"
 #include "support/DirectCodecs.h"
 
 namespace {
@@ -120,53 +121,14 @@ std::function<void()> bareDecode(const Photo& photo, std::size_t thumbWidth, std
 
 // ---- quality: an exact area average of the full-size decode
 
-// Source extents covered by each of n output pixels over a side of `from`.
-struct Coverage {
-  std::size_t first;
-  std::vector<double> weights;
-};
-std::vector<Coverage> coverage(std::size_t from, std::size_t n) {
-  std::vector<Coverage> out(n);
-  const double step = double(from) / double(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    const double a = i * step, b = (i + 1) * step;
-    out[i].first = static_cast<std::size_t>(a);
-    for (std::size_t s = out[i].first; double(s) < b && s < from; ++s) {
-      out[i].weights.push_back((std::min(b, s + 1.0) - std::max(a, double(s))) / step);
-    }
-  }
-  return out;
-}
-
 double psnrAgainstAreaAverage(const Photo& photo, const CGImageRef& thumb) {
   const auto full = imageio::codecFor(photo.format).decode(*photo.bytes);
   if (!full || !thumb) return 0;
-  const std::size_t tw = CGImageGetWidth(thumb), th = CGImageGetHeight(thumb);
-  const auto tx = coverage(full->info.width, tw), ty = coverage(full->info.height, th);
-  const std::size_t ch = full->info.channels;
   const auto thumbBytes = CGDataProviderCopyData(CGImageGetDataProvider(thumb));
-  const std::size_t stride = CGImageGetBytesPerRow(thumb);
-  std::vector<double> rowSum(std::size_t{full->info.width} * 3);
-  double squared = 0;
-  for (std::size_t y = 0; y < th; ++y) {
-    std::fill(rowSum.begin(), rowSum.end(), 0.0);
-    for (std::size_t k = 0; k < ty[y].weights.size(); ++k) {
-      const std::uint8_t* r = full->row(static_cast<std::uint32_t>(ty[y].first + k));
-      for (std::size_t x = 0; x < full->info.width; ++x) {
-        for (std::size_t c = 0; c < 3; ++c) rowSum[x * 3 + c] += ty[y].weights[k] * r[x * ch + (ch < 3 ? 0 : c)];
-      }
-    }
-    for (std::size_t x = 0; x < tw; ++x) {
-      for (std::size_t c = 0; c < 3; ++c) {
-        double v = 0;
-        for (std::size_t k = 0; k < tx[x].weights.size(); ++k) v += tx[x].weights[k] * rowSum[(tx[x].first + k) * 3 + c];
-        const double ours = (*thumbBytes)[y * stride + x * 4 + 1 + c];  // A, R, G, B
-        squared += (ours - v) * (ours - v);
-      }
-    }
-  }
-  const double mse = squared / double(tw * th * 3);
-  return mse == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / mse);
+  return testing::psnrAgainstAreaAverage({full->storage.data(), full->info.width, full->info.height,
+                                          full->info.channels, full->bytesPerRow},
+                                         thumbBytes->data(), CGImageGetWidth(thumb), CGImageGetHeight(thumb),
+                                         CGImageGetBytesPerRow(thumb));
 }
 
 // ---- memory: the peak of one thumbnail in a fresh child process
