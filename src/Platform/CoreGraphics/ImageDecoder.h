@@ -18,8 +18,10 @@
 namespace orvane {
 
 /// How many times the pixels a shrinking draw covers a reduced decode keeps at
-/// least, per side. Scaled IDCTs and wavelet levels blur a little at their own
-/// size; averaging down from at least twice the target hides that.
+/// least, per side. A scaled IDCT or a wavelet level is not quite the area
+/// average at its own size (clipped colours, the wavelet's filter); averaging
+/// down from three times the drawn size keeps thumbnails of photographs within
+/// 40 dB of the exact average of the full-size pixels, where twice did not.
 inline constexpr std::size_t kReducedDecodeMargin = 3;
 
 /// The layout of an image's pixels: the same numbers CGImageCreate takes.
