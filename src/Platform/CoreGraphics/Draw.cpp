@@ -602,6 +602,18 @@ void interpolateRow8(const std::uint8_t* __restrict row, const int* __restrict f
 // Groups holding a pixel that is not opaque are left to `fallback`.
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 
+// Byte i of the result is byte mask[i] of x. Clang has no run-time shuffle
+// builtin; its loop gives the same bytes.
+__attribute__((always_inline)) inline Bytes16 shuffleBytes(Bytes16 x, Bytes16 mask) {
+#if defined(__clang__)
+  Bytes16 y;
+  for (int i = 0; i < 16; ++i) y[i] = x[mask[i] & 15];
+  return y;
+#else
+  return __builtin_shuffle(x, mask);
+#endif
+}
+
 template <class Fallback>
 __attribute__((always_inline)) inline void placeOpaque4(std::uint8_t* __restrict d,
                                                         const std::uint8_t* __restrict v, int m,
@@ -616,7 +628,7 @@ __attribute__((always_inline)) inline void placeOpaque4(std::uint8_t* __restrict
     }
     Bytes16 x;
     std::memcpy(&x, g, 16);
-    const Bytes16 y = __builtin_shuffle(x, mask) | alphaBits;
+    const Bytes16 y = shuffleBytes(x, mask) | alphaBits;
     std::memcpy(d + 4 * j, &y, 16);
   }
   if (j < m) fallback(j, m - j);
@@ -630,23 +642,26 @@ struct Placing8 {
   bool targetAlpha;
 
   template <int C>
-  __attribute__((target_clones("avx2", "default"))) void row(std::uint8_t* d, const std::uint8_t* v,
-                                                             int m, const float* covX,
-                                                             float covY) const {
+  void row(std::uint8_t* d, const std::uint8_t* v, int m, const float* covX, float covY) const {
     if constexpr (C == 4) {
-      Bytes16 mask, alphaBits;
-      for (int p = 0; p < 4; ++p)
-        for (int t = 0; t < 4; ++t) {
-          const int from = t == tr ? sr : t == tg ? sg : t == tb ? sb : (sa >= 0 ? sa : sr);
-          mask[4 * p + t] = static_cast<std::uint8_t>(4 * p + from);
-          alphaBits[4 * p + t] = t == ta ? 255 : 0;
-        }
-      placeOpaque4(d, v, m, mask, alphaBits, sa, [&](int j, int n) {
-        rowScalar<C>(d + 4 * j, v + C * j, n, covX + j, covY);
-      });
+      row4(d, v, m, covX, covY);
     } else {
       rowScalar<C>(d, v, m, covX, covY);
     }
+  }
+
+  __attribute__((target_clones("avx2", "default"))) void row4(std::uint8_t* d, const std::uint8_t* v,
+                                                              int m, const float* covX,
+                                                              float covY) const {
+    Bytes16 mask, alphaBits;
+    for (int p = 0; p < 4; ++p)
+      for (int t = 0; t < 4; ++t) {
+        const int from = t == tr ? sr : t == tg ? sg : t == tb ? sb : (sa >= 0 ? sa : sr);
+        mask[4 * p + t] = static_cast<std::uint8_t>(4 * p + from);
+        alphaBits[4 * p + t] = t == ta ? 255 : 0;
+      }
+    placeOpaque4(d, v, m, mask, alphaBits, sa,
+                 [&](int j, int n) { rowScalar<4>(d + 4 * j, v + 4 * j, n, covX + j, covY); });
   }
 
   template <int C>
