@@ -20,6 +20,21 @@
 #include <immintrin.h>
 #endif
 
+// Hot loops are compiled twice, for AVX2 and for any x86-64, and the loader
+// picks one through an ifunc resolver. Under ThreadSanitizer that resolver is
+// instrumented and runs before the sanitizer's runtime is up, so those builds
+// keep the plain version.
+#if defined(__SANITIZE_THREAD__)
+#define ORVANE_AVX2_CLONES
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ORVANE_AVX2_CLONES
+#endif
+#endif
+#ifndef ORVANE_AVX2_CLONES
+#define ORVANE_AVX2_CLONES __attribute__((target_clones("avx2", "default")))
+#endif
+
 namespace orvane {
 
 namespace {
@@ -208,18 +223,18 @@ void reduceRow(const T* row, const Axis& ax, float* out, float mul) {
 
 // Sums of whole rows: the inner loop of a shrinking draw, one add per source
 // byte. Built for AVX2 too, chosen at load time.
-__attribute__((target_clones("avx2", "default"))) void addRow(std::uint16_t* acc,
+ORVANE_AVX2_CLONES void addRow(std::uint16_t* acc,
                                                               const std::uint8_t* row,
                                                               std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) acc[i] = static_cast<std::uint16_t>(acc[i] + row[i]);
 }
-__attribute__((target_clones("avx2", "default"))) void addRow(std::uint32_t* acc,
+ORVANE_AVX2_CLONES void addRow(std::uint32_t* acc,
                                                               const std::uint16_t* row,
                                                               std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) acc[i] += row[i];
 }
 
-__attribute__((target_clones("avx2", "default"))) void addScaled(float* out, const float* in,
+ORVANE_AVX2_CLONES void addScaled(float* out, const float* in,
                                                                  float w, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) out[i] += w * in[i];
 }
@@ -564,7 +579,7 @@ void blendRows(std::uint8_t* out, const std::uint16_t* h0, std::uint32_t w0, con
 
 // Four-channel rows: each column's two weights stand as eight 16-bit lanes
 // (w0 w0 w0 w0 w1 w1 w1 w1) beside the two source pixels they multiply.
-__attribute__((target_clones("avx2", "default"))) void interpolateRow8x4(
+ORVANE_AVX2_CLONES void interpolateRow8x4(
     const std::uint8_t* __restrict row, const int* __restrict first, int m,
     const std::uint16_t* __restrict lanes, std::uint16_t* __restrict out) {
   using Bytes8 = std::uint8_t __attribute__((vector_size(8)));
@@ -650,7 +665,7 @@ struct Placing8 {
     }
   }
 
-  __attribute__((target_clones("avx2", "default"))) void row4(std::uint8_t* d, const std::uint8_t* v,
+  ORVANE_AVX2_CLONES void row4(std::uint8_t* d, const std::uint8_t* v,
                                                               int m, const float* covX,
                                                               float covY) const {
     Bytes16 mask, alphaBits;
