@@ -668,7 +668,7 @@ struct Placing8 {
   ORVANE_AVX2_CLONES void row4(std::uint8_t* d, const std::uint8_t* v,
                                                               int m, const float* covX,
                                                               float covY) const {
-    Bytes16 mask, alphaBits;
+    Bytes16 mask{}, alphaBits{};
     for (int p = 0; p < 4; ++p)
       for (int t = 0; t < 4; ++t) {
         const int from = t == tr ? sr : t == tg ? sg : t == tb ? sb : (sa >= 0 ? sa : sr);
