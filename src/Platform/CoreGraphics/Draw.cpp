@@ -187,27 +187,29 @@ template <class T, int C>
 void reduceRow(const T* row, const Axis& ax, float* out, float mul) {
   const int m = ax.size();
   const float* weights = ax.weights.data();
-  if (ax.filter == Filter::box) {
-    const float unit = ax.unit * mul;
-    for (int j = 0; j < m; ++j) {
-      const int n = ax.count[j];
-      if (n == 0) continue;
-      const T* p = row + static_cast<std::ptrdiff_t>(ax.first[j]) * C;
-      const float* w = weights + ax.offset[j];
-      float* o = out + static_cast<std::ptrdiff_t>(j) * C;
-      if (n == 1) {
-        for (int c = 0; c < C; ++c) o[c] += mul * w[0] * static_cast<float>(p[c]);
-        continue;
+  if constexpr (std::is_integral_v<T>) {
+    if (ax.filter == Filter::box) {
+      const float unit = ax.unit * mul;
+      for (int j = 0; j < m; ++j) {
+        const int n = ax.count[j];
+        if (n == 0) continue;
+        const T* p = row + static_cast<std::ptrdiff_t>(ax.first[j]) * C;
+        const float* w = weights + ax.offset[j];
+        float* o = out + static_cast<std::ptrdiff_t>(j) * C;
+        if (n == 1) {
+          for (int c = 0; c < C; ++c) o[c] += mul * w[0] * static_cast<float>(p[c]);
+          continue;
+        }
+        WideSum<T> inner[C] = {};
+        for (int k = 1; k < n - 1; ++k)
+          for (int c = 0; c < C; ++c) inner[c] += p[k * C + c];
+        const T* last = p + (n - 1) * C;
+        for (int c = 0; c < C; ++c)
+          o[c] += mul * (w[0] * static_cast<float>(p[c]) + w[n - 1] * static_cast<float>(last[c])) +
+                  unit * static_cast<float>(inner[c]);
       }
-      WideSum<T> inner[C] = {};
-      for (int k = 1; k < n - 1; ++k)
-        for (int c = 0; c < C; ++c) inner[c] += p[k * C + c];
-      const T* last = p + (n - 1) * C;
-      for (int c = 0; c < C; ++c)
-        o[c] += mul * (w[0] * static_cast<float>(p[c]) + w[n - 1] * static_cast<float>(last[c])) +
-                unit * static_cast<float>(inner[c]);
+      return;
     }
-    return;
   }
   for (int j = 0; j < m; ++j) {
     const int n = ax.count[j];
@@ -234,9 +236,22 @@ ORVANE_AVX2_CLONES void addRow(std::uint32_t* acc,
   for (std::size_t i = 0; i < n; ++i) acc[i] += row[i];
 }
 
-ORVANE_AVX2_CLONES void addScaled(float* out, const float* in,
-                                                                 float w, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) out[i] += w * in[i];
+// out += w * in, over whole rows of samples or sums.
+template <class S>
+inline void addWeightedLoop(float* __restrict out, const S* __restrict in, float w, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) out[i] += w * static_cast<float>(in[i]);
+}
+ORVANE_AVX2_CLONES void addScaled(float* out, const float* in, float w, std::size_t n) {
+  addWeightedLoop(out, in, w, n);
+}
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint8_t* in, float w, std::size_t n) {
+  addWeightedLoop(out, in, w, n);
+}
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint16_t* in, float w, std::size_t n) {
+  addWeightedLoop(out, in, w, n);
+}
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint32_t* in, float w, std::size_t n) {
+  addWeightedLoop(out, in, w, n);
 }
 
 // ---------------------------------------------------------------------------
@@ -408,7 +423,8 @@ class BoxRows {
     const std::size_t dn = static_cast<std::size_t>(ax.size()) * C;
     current_ = sized(s.accumulate[0], dn);
     std::fill(current_, current_ + dn, 0.f);
-    reduced_ = sized(s.horizontal, dn);
+    vertical_ = sized(s.horizontal, n);
+    std::fill(vertical_, vertical_ + n, 0.f);
   }
 
   bool done() const { return pos_ >= order_.size(); }
@@ -416,7 +432,7 @@ class BoxRows {
 
   // Answers false once every device row is finished.
   bool consume(int r, const T* row) {
-    bool reducedRow = false;
+    const std::size_t n = static_cast<std::size_t>(width_) * C;
     while (!done()) {
       const int i = order_[pos_];
       const int f = ay_.first[static_cast<std::size_t>(i)];
@@ -425,16 +441,10 @@ class BoxRows {
       if (r <= l) {
         const float w = ay_.weights[static_cast<std::size_t>(ay_.offset[static_cast<std::size_t>(i)] + r - f)];
         if (w == ay_.unit) {
-          addRow(sums_, row, static_cast<std::size_t>(width_) * C);
+          addRow(sums_, row, n);
           if (++summed_ == kLimit) foldSums();
         } else if (w > 0) {
-          if (!reducedRow) {
-            const std::size_t dn = static_cast<std::size_t>(ax_.size()) * C;
-            std::fill(reduced_, reduced_ + dn, 0.f);
-            reduceRow<T, C>(row, ax_, reduced_, 1.f);
-            reducedRow = true;
-          }
-          addScaled(current_, reduced_, w, static_cast<std::size_t>(ax_.size()) * C);
+          addScaled(vertical_, row, w, n);
         }
         if (r < l) return true;
       }
@@ -449,13 +459,18 @@ class BoxRows {
 
  private:
   void foldSums() {
-    reduceRow<Sum, C>(sums_, ax_, current_, ay_.unit);
-    std::fill(sums_, sums_ + static_cast<std::size_t>(width_) * C, Sum{0});
+    const std::size_t n = static_cast<std::size_t>(width_) * C;
+    addScaled(vertical_, sums_, ay_.unit, n);
+    std::fill(sums_, sums_ + n, Sum{0});
     summed_ = 0;
   }
 
+  // The device row's source rows, summed vertically, reduced across once.
   void finishRow() {
     if (summed_ > 0) foldSums();
+    const std::size_t n = static_cast<std::size_t>(width_) * C;
+    reduceRow<float, C>(vertical_, ax_, current_, 1.f);
+    std::fill(vertical_, vertical_ + n, 0.f);
     const int i = order_[pos_];
     emitter_.emit(ay_.d0 + i, ax_.d0, ax_.size(), current_, ax_.coverage.data(),
                   ay_.coverage[static_cast<std::size_t>(i)]);
@@ -472,7 +487,7 @@ class BoxRows {
   Sum* sums_ = nullptr;
   int summed_ = 0;
   float* current_ = nullptr;
-  float* reduced_ = nullptr;
+  float* vertical_ = nullptr;  // weighted source rows of the device row, full width
 };
 
 // Vertical interpolation (or nearest): each needed source row is reduced
