@@ -52,5 +52,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (codec.decodeRows(input, sink) && sink.rows != info->height) std::abort();
   const auto reduced = codec.decodeReduced(input, info->width / 4 + 1, info->height / 4 + 1);
   if (reduced && (reduced->info.width < info->width / 4 + 1 || reduced->info.width > info->width)) std::abort();
+  // Reduced rows streamed: as many as the reduced size the headers promise.
+  if (const auto promised = codec.reducedInfo(input, info->width / 4 + 1, info->height / 4 + 1)) {
+    CountingSink reducedSink;
+    if (codec.decodeReducedRows(input, info->width / 4 + 1, info->height / 4 + 1, reducedSink) &&
+        reducedSink.rows != promised->height) {
+      std::abort();
+    }
+  }
   return 0;
 }

@@ -56,13 +56,21 @@ class SinkAdapter final : public RowSink {
   bool stopped_ = false;
 };
 
+// The decoder of a codec image. With a reduction it stands for the codec's
+// reduced decode of at least reduceTo's sides instead, which it streams.
 class CodecDecoder final : public ImageDecoder {
  public:
-  CodecDecoder(std::shared_ptr<const Data> bytes, const ImageCodec& codec, const ImageInfo& info)
-      : bytes_(std::move(bytes)), codec_(codec), info_(info) {}
+  struct Reduction {
+    std::uint32_t minWidth = 0, minHeight = 0;
+  };
+
+  CodecDecoder(std::shared_ptr<const Data> bytes, const ImageCodec& codec, const ImageInfo& info,
+               std::optional<Reduction> reduceTo = std::nullopt)
+      : bytes_(std::move(bytes)), codec_(codec), info_(info), reduceTo_(reduceTo) {}
 
   std::optional<Data> decode() const override {
-    auto pixels = codec_.decode(*bytes_);
+    auto pixels = reduceTo_ ? codec_.decodeReduced(*bytes_, reduceTo_->minWidth, reduceTo_->minHeight)
+                            : codec_.decode(*bytes_);
     if (!pixels || pixels->info.width != info_.width || pixels->info.height != info_.height ||
         pixels->info.channels != info_.channels || pixels->info.bitsPerComponent != info_.bitsPerComponent) {
       return std::nullopt;
@@ -71,29 +79,40 @@ class CodecDecoder final : public ImageDecoder {
   }
 
   CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
-    if (minWidth >= info_.width && minHeight >= info_.height) return nullptr;
-    auto pixels = codec_.decodeReduced(*bytes_, static_cast<std::uint32_t>(std::min<std::size_t>(minWidth, info_.width)),
-                                       static_cast<std::uint32_t>(std::min<std::size_t>(minHeight, info_.height)));
+    if (reduceTo_ || (minWidth >= info_.width && minHeight >= info_.height)) return nullptr;
+    const Reduction wanted{static_cast<std::uint32_t>(std::min<std::size_t>(minWidth, info_.width)),
+                           static_cast<std::uint32_t>(std::min<std::size_t>(minHeight, info_.height))};
+    // A codec that streams its reduced rows gives an image that decodes them
+    // when drawn, without a buffer of their own; the others decode now.
+    if (auto reduced = codec_.reducedInfo(*bytes_, wanted.minWidth, wanted.minHeight)) {
+      reduced->iccProfile = info_.iccProfile;  // the same space as the full-size image
+      return CGImageCreateWithDecoder(layoutOf(*reduced), colorSpaceOf(*reduced),
+                                      std::make_shared<const CodecDecoder>(bytes_, codec_, *reduced, wanted));
+    }
+    auto pixels = codec_.decodeReduced(*bytes_, wanted.minWidth, wanted.minHeight);
     if (!pixels || pixels->info.width >= info_.width) return nullptr;
-    pixels->info.iccProfile = info_.iccProfile;  // the same space as the full-size image
+    pixels->info.iccProfile = info_.iccProfile;
     return createPixelImage(std::move(*pixels));
   }
 
   bool canStreamRows() const override {
     const ImageFormat f = codec_.format();
-    return f == ImageFormat::PNG || f == ImageFormat::TIFF || f == ImageFormat::BMP || f == ImageFormat::GIF;
+    return reduceTo_ || f == ImageFormat::PNG || f == ImageFormat::TIFF || f == ImageFormat::BMP ||
+           f == ImageFormat::GIF;
   }
 
   bool streamRows(ImageRowSink& sink) const override {
     if (!canStreamRows()) return false;
     SinkAdapter adapter(sink, info_);
-    return codec_.decodeRows(*bytes_, adapter);
+    return reduceTo_ ? codec_.decodeReducedRows(*bytes_, reduceTo_->minWidth, reduceTo_->minHeight, adapter)
+                     : codec_.decodeRows(*bytes_, adapter);
   }
 
  private:
   std::shared_ptr<const Data> bytes_;
   const ImageCodec& codec_;
   ImageInfo info_;
+  std::optional<Reduction> reduceTo_;
 };
 
 }  // namespace

@@ -149,6 +149,18 @@ std::optional<Pixels> ImageCodec::decodeReduced(ByteView, std::uint32_t, std::ui
   return std::nullopt;
 }
 
+std::optional<ImageInfo> ImageCodec::reducedInfo(ByteView, std::uint32_t, std::uint32_t) const {
+  return std::nullopt;
+}
+
+bool ImageCodec::decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
+                                   RowSink& sink) const {
+  auto pixels = decodeReduced(bytes, minWidth, minHeight);
+  if (!pixels || !sink.begin(pixels->info)) return false;
+  for (std::uint32_t y = 0; y < pixels->info.height; ++y) sink.row(y, pixels->row(y));
+  return true;
+}
+
 bool ImageCodec::decodeRows(ByteView bytes, RowSink& sink) const {
   auto pixels = decode(bytes);
   if (!pixels || !sink.begin(pixels->info)) return false;

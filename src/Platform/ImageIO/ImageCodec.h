@@ -116,6 +116,15 @@ class ImageCodec {
   /// when the format cannot reduce or no reduction keeps enough pixels.
   virtual std::optional<Pixels> decodeReduced(ByteView bytes, std::uint32_t minWidth,
                                               std::uint32_t minHeight) const;
+  /// What decodeReduced would give, read from the headers only, for codecs
+  /// that can also stream their reduced rows (decodeReducedRows); nothing
+  /// otherwise, or when there is no reduction.
+  virtual std::optional<ImageInfo> reducedInfo(ByteView bytes, std::uint32_t minWidth,
+                                               std::uint32_t minHeight) const;
+  /// Streams the rows of decodeReduced into the sink without keeping them
+  /// (the reduced counterpart of decodeRows). False when nothing could be decoded.
+  virtual bool decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
+                                 RowSink& sink) const;
   /// Streams the full-size rows into the sink without a full-size buffer where
   /// the file's layout allows (otherwise decodes whole and then streams).
   /// Rows past a truncation arrive zeroed. False when nothing could be decoded.

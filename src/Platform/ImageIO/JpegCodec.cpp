@@ -183,43 +183,47 @@ class JpegCodec final : public ImageCodec {
   std::optional<Pixels> decodeReduced(ByteView bytes, std::uint32_t minWidth,
                                       std::uint32_t minHeight) const override {
     auto info = readInfo(bytes);
-    if (!info) return std::nullopt;
-    for (std::uint32_t denom : {8u, 4u, 2u}) {
-      if (scaledSide(info->width, denom) >= minWidth && scaledSide(info->height, denom) >= minHeight) {
-        return decodeScaled(bytes, denom);
-      }
-    }
-    return std::nullopt;
+    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    if (denom == 1) return std::nullopt;
+    return decodeScaled(bytes, denom);
   }
 
-  bool decodeRows(ByteView bytes, RowSink& sink) const override {
-    if (!sniff(bytes)) return false;
-    Decompressor d;
-    DecodeJob job;
-    auto info = infoOf(d, bytes);
-    if (!info) return false;
-    job.info = *info;
-    if (d.cmyk) {
-      job.cmyk.emplace(job.info.iccProfile, d.cinfo.saw_Adobe_marker);
-      job.info.iccProfile.clear();
-    }
-    if (!sink.begin(job.info)) return false;
-    job.sink = &sink;
-    const bool ok = runDecode(d, job);
-    if (job.rowsDone == 0 && !ok) return false;
-    finishSink(job);
-    return true;
+  std::optional<ImageInfo> reducedInfo(ByteView bytes, std::uint32_t minWidth,
+                                       std::uint32_t minHeight) const override {
+    auto info = readInfo(bytes);
+    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    if (denom == 1) return std::nullopt;
+    info->width = scaledSide(info->width, denom);
+    info->height = scaledSide(info->height, denom);
+    return info;
   }
+
+  bool decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
+                         RowSink& sink) const override {
+    auto info = readInfo(bytes);
+    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    return denom != 1 && streamScaled(bytes, denom, sink);
+  }
+
+  bool decodeRows(ByteView bytes, RowSink& sink) const override { return streamScaled(bytes, 1, sink); }
 
   bool encode(const PixelsView& src, const EncodeOptions& options, Data& out) const override;
 
  private:
-  std::optional<Pixels> decodeScaled(ByteView bytes, std::uint32_t denom) const {
-    if (!sniff(bytes)) return std::nullopt;
-    Decompressor d;
-    DecodeJob job;
+  // The most the scaled IDCT can reduce (1/8, 1/4, 1/2) keeping both sides
+  // at least the minimum; 1 when even 1/2 is too small.
+  static std::uint32_t reduction(const ImageInfo& info, std::uint32_t minWidth, std::uint32_t minHeight) {
+    for (std::uint32_t denom : {8u, 4u, 2u}) {
+      if (scaledSide(info.width, denom) >= minWidth && scaledSide(info.height, denom) >= minHeight) return denom;
+    }
+    return 1;
+  }
+
+  // Reads the headers into a job that decodes at 1/denom.
+  bool prepare(Decompressor& d, DecodeJob& job, ByteView bytes, std::uint32_t denom) const {
+    if (!sniff(bytes)) return false;
     auto info = infoOf(d, bytes);
-    if (!info) return std::nullopt;
+    if (!info) return false;
     job.info = *info;
     if (d.cmyk) {
       job.cmyk.emplace(job.info.iccProfile, d.cinfo.saw_Adobe_marker);
@@ -228,6 +232,24 @@ class JpegCodec final : public ImageCodec {
     job.scaleDenom = denom;
     job.info.width = scaledSide(info->width, denom);
     job.info.height = scaledSide(info->height, denom);
+    return true;
+  }
+
+  bool streamScaled(ByteView bytes, std::uint32_t denom, RowSink& sink) const {
+    Decompressor d;
+    DecodeJob job;
+    if (!prepare(d, job, bytes, denom) || !sink.begin(job.info)) return false;
+    job.sink = &sink;
+    const bool ok = runDecode(d, job);
+    if (job.rowsDone == 0 && !ok) return false;
+    finishSink(job);
+    return true;
+  }
+
+  std::optional<Pixels> decodeScaled(ByteView bytes, std::uint32_t denom) const {
+    Decompressor d;
+    DecodeJob job;
+    if (!prepare(d, job, bytes, denom)) return std::nullopt;
     std::optional<Pixels> pixels = allocatePixels(job.info);
     if (!pixels) return std::nullopt;
     job.pixels = &pixels;

@@ -152,6 +152,12 @@ TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoes) {
       const Data small = readFile(corpus.dir() / c.reducedFile);
       ASSERT_EQ(reduced->byteCount(), small.size());
       EXPECT_LE(maxDifference(reduced->storage.data(), small.data(), small.size(), c.bits), c.tolerance);
+      if (const auto promised = codec->reducedInfo(file, c.reducedWidth, c.reducedHeight)) {
+        EXPECT_EQ(promised->width, c.reducedWidth);
+        RowCollector reducedRows;
+        ASSERT_TRUE(codec->decodeReducedRows(file, c.reducedWidth, c.reducedHeight, reducedRows));
+        EXPECT_EQ(reducedRows.bytes, reduced->storage);
+      }
       // Asking for more than the full size leaves nothing to reduce.
       EXPECT_FALSE(codec->decodeReduced(file, info->width + 1, 1));
     } else if (codec->format() != ImageFormat::JPEG && codec->format() != ImageFormat::JPEG2000) {
