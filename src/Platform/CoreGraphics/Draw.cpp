@@ -990,12 +990,12 @@ void drawWith(const DrawTarget& target, const DrawState& state, CGRect rect, con
   }
   const double det = p.a00 * p.a11 - p.a01 * p.a10;
   if (det == 0 || !std::isfinite(det)) return;
-  const auto bytes = provider.bytes();
-  if (!bytes) return;
   const double lenU = std::hypot(p.a00, p.a10), lenV = std::hypot(p.a01, p.a11);
   if (state.quality != 1 && (lenU < 1 || lenV < 1) && target.format.colors == 3) {
     // Shrinks: average areas upright first, into an RGBA bitmap of about the
     // size the image covers on the device, already in the target's space.
+    // That upright draw takes a reduced or streamed decode where the image
+    // has not decoded yet (a turned photograph's thumbnail).
     const int nu = std::clamp(static_cast<int>(std::ceil(lenU * sw)), 1, sw);
     const int nv = std::clamp(static_cast<int>(std::ceil(lenV * sh)), 1, sh);
     std::vector<std::uint8_t> pixels(static_cast<std::size_t>(nu) * nv * 4, 0);
@@ -1019,6 +1019,8 @@ void drawWith(const DrawTarget& target, const DrawState& state, CGRect rect, con
                                      pixels.data(), temp.bytesPerRow);
     return;
   }
+  const auto bytes = provider.bytes();
+  if (!bytes) return;
   if (format.resamplesAsStored()) {
     drawTransformed<T, C>(target, state, p, sw, sh, format, image.space(), bytes->data(),
                           l.bytesPerRow);
