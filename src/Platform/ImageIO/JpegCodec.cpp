@@ -182,8 +182,7 @@ class JpegCodec final : public ImageCodec {
 
   std::optional<Pixels> decodeReduced(ByteView bytes, std::uint32_t minWidth,
                                       std::uint32_t minHeight) const override {
-    auto info = readInfo(bytes);
-    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    const std::uint32_t denom = reduction(readInfo(bytes), minWidth, minHeight);
     if (denom == 1) return std::nullopt;
     return decodeScaled(bytes, denom);
   }
@@ -191,7 +190,7 @@ class JpegCodec final : public ImageCodec {
   std::optional<ImageInfo> reducedInfo(ByteView bytes, std::uint32_t minWidth,
                                        std::uint32_t minHeight) const override {
     auto info = readInfo(bytes);
-    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    const std::uint32_t denom = reduction(info, minWidth, minHeight);
     if (denom == 1) return std::nullopt;
     info->width = scaledSide(info->width, denom);
     info->height = scaledSide(info->height, denom);
@@ -200,8 +199,7 @@ class JpegCodec final : public ImageCodec {
 
   bool decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
                          RowSink& sink) const override {
-    auto info = readInfo(bytes);
-    const std::uint32_t denom = info ? reduction(*info, minWidth, minHeight) : 1;
+    const std::uint32_t denom = reduction(readInfo(bytes), minWidth, minHeight);
     return denom != 1 && streamScaled(bytes, denom, sink);
   }
 
@@ -211,10 +209,13 @@ class JpegCodec final : public ImageCodec {
 
  private:
   // The most the scaled IDCT can reduce (1/8, 1/4, 1/2) keeping both sides
-  // at least the minimum; 1 when even 1/2 is too small.
-  static std::uint32_t reduction(const ImageInfo& info, std::uint32_t minWidth, std::uint32_t minHeight) {
+  // at least the minimum; 1 when even 1/2 is too small or there are no headers.
+  static std::uint32_t reduction(const std::optional<ImageInfo>& info, std::uint32_t minWidth,
+                                 std::uint32_t minHeight) {
     for (std::uint32_t denom : {8u, 4u, 2u}) {
-      if (scaledSide(info.width, denom) >= minWidth && scaledSide(info.height, denom) >= minHeight) return denom;
+      if (info && scaledSide(info->width, denom) >= minWidth && scaledSide(info->height, denom) >= minHeight) {
+        return denom;
+      }
     }
     return 1;
   }
