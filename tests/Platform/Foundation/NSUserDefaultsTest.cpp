@@ -258,35 +258,23 @@ TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing)
   testing::TempDir dir;
   const stdfs::path file = dir / "defaults.sqlite3";
   constexpr int kKeys = 8, kRounds = 150;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  std::vector<pid_t> children;
-  for (int p = 0; p < 2; ++p) {
-    std::fflush(nullptr);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(ready[1]);
-      char go;
-      if (read(ready[0], &go, 1) != 1) _exit(3);
-      auto d = NSUserDefaults::initWithPath(file);
-      for (int round = 0; round < kRounds; ++round)
-        for (int k = 0; k < kKeys; ++k) {
-          const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
-          const std::string value = key + "@" + std::to_string(round);
-          if (!d->setObjectForKey(bytesOf(value), key)) _exit(1);
-        }
-      _exit(0);
-    }
-    children.push_back(pid);
-  }
-  close(ready[0]);
-  ASSERT_EQ(write(ready[1], "gg", 2), 2);  // both start at once
-  close(ready[1]);
-  for (pid_t pid : children) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  std::vector<std::unique_ptr<testing::ChildProcess>> children;
+  for (int p = 0; p < 2; ++p)
+    children.push_back(std::make_unique<testing::ChildProcess>(
+        [&, p] {
+          auto d = NSUserDefaults::initWithPath(file);
+          for (int round = 0; round < kRounds; ++round)
+            for (int k = 0; k < kKeys; ++k) {
+              const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
+              if (!d->setObjectForKey(bytesOf(key + "@" + std::to_string(round)), key)) return 1;
+            }
+          return 0;
+        },
+        true));
+  for (auto& child : children) child->release();  // both start at once
+  for (auto& child : children) {
+    const auto result = child->wait();
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
   }
   auto d = NSUserDefaults::initWithPath(file);
   for (int p = 0; p < 2; ++p)
