@@ -33,32 +33,24 @@ TEST(OVStorageChunkTest, ValuesAndTheNullChunk) {
   EXPECT_EQ(chunk.length(), 1LL << 40);
 }
 
-TEST(OVStorageChunkTableTest, RecordKeepsTwentyDigestCharactersAndTheCallersOtherBytes) {
+// A record keeps 20 characters of the key's digest and the caller's other
+// bytes; setting a key again replaces all 40 bytes with the caller's.
+TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
   OVStorageChunkTable table;
-  const auto in = record(11, 22);
-  table.setChunkInfoWithKey(&in, "photo-1");
+  const auto first = record(11, 22), second = record(3, 4, 'z');
+  table.setChunkInfoWithKey(&first, "photo-1");
+  table.setChunkInfoWithKey(&first, "b");
   OVChunkInfo out = record(0, 0, 'x');
   ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
-  const std::string digest = *NSStringMd5::md5Value("photo-1");
-  EXPECT_EQ(std::string(out.key, 20), digest.substr(0, 20));
+  EXPECT_EQ(std::string(out.key, 20), NSStringMd5::md5Value("photo-1")->substr(0, 20));
   EXPECT_EQ(std::memcmp(out.gap, "GAP!", 4), 0);
   EXPECT_EQ(out.offset, 11);
   EXPECT_EQ(out.length, 22);
-}
-
-TEST(OVStorageChunkTableTest, SettingAKeyAgainReplacesTheWholeRecord) {
-  OVStorageChunkTable table;
-  const auto first = record(1, 2);
-  const auto second = record(3, 4, 'z');
-  table.setChunkInfoWithKey(&first, "a");
-  table.setChunkInfoWithKey(&first, "b");
-  table.setChunkInfoWithKey(&second, "a");
+  table.setChunkInfoWithKey(&second, "photo-1");
   EXPECT_EQ(table.count(), 2u);
-  EXPECT_EQ(table.indexOfChunkInfoKey("a"), 0u);
+  EXPECT_EQ(table.indexOfChunkInfoKey("photo-1"), 0u);
   EXPECT_EQ(table.indexOfChunkInfoKey("b"), 1u);
-  OVChunkInfo out{};
-  ASSERT_TRUE(table.chunkInfoWithKey(&out, "a"));
-  // All 40 bytes come from the caller, its key field included.
+  ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
   EXPECT_EQ(std::memcmp(&out, &second, sizeof out), 0);
 }
 
