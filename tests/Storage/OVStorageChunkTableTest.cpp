@@ -9,6 +9,7 @@
 
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Foundation/NSRange.h"
+#include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 
 namespace orvane {
@@ -31,6 +32,10 @@ TEST(OVStorageChunkTest, ValuesAndTheNullChunk) {
   const auto chunk = OVStorageChunk::initWithOffsetLength(-3, 1LL << 40);
   EXPECT_EQ(chunk.offset(), -3);
   EXPECT_EQ(chunk.length(), 1LL << 40);
+  // Every storage class says it decodes securely.
+  EXPECT_TRUE(OVStorageChunk::supportsSecureCoding());
+  EXPECT_TRUE(OVStorageChunkTable::supportsSecureCoding());
+  EXPECT_TRUE(OVStorage::supportsSecureCoding());
 }
 
 // A record keeps 20 characters of the key's digest and the caller's other

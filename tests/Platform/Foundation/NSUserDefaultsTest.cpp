@@ -1,10 +1,11 @@
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
@@ -282,6 +283,29 @@ TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing)
       const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
       EXPECT_EQ(text(d->dataForKey(key)), key + "@" + std::to_string(kRounds - 1));
     }
+}
+
+// Another process holds the write lock past one busy timeout: the write waits,
+// tries again and succeeds once the lock is gone.
+TEST(NSUserDefaultsConcurrencyTest, WriteOutlastsALockHeldBeyondTheBusyTimeout) {
+  testing::TempDir dir;
+  const stdfs::path file = dir / "defaults.sqlite3";
+  auto d = NSUserDefaults::initWithPath(file);
+  ASSERT_TRUE(d->setObjectForKey(bytesOf("before"), "k"));
+  testing::ChildProcess holder([&] {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(file.c_str(), &db) != SQLITE_OK) return 1;
+    if (sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) return 2;
+    std::fputs("locked\n", stderr);
+    std::fflush(stderr);
+    std::this_thread::sleep_for(std::chrono::milliseconds(6500));
+    sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    return sqlite3_close(db) == SQLITE_OK ? 0 : 3;
+  });
+  ASSERT_TRUE(holder.waitForText("locked\n"));
+  EXPECT_TRUE(d->setObjectForKey(bytesOf("after"), "k"));
+  EXPECT_EQ(holder.wait().exitCode, 0);
+  EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "after");
 }
 
 TEST(NSUserDefaultsConcurrencyTest, ThreadsShareOneInstance) {

@@ -8,18 +8,29 @@
 namespace orvane {
 namespace {
 
-TEST(TextTest, Utf8Validation) {
-  EXPECT_TRUE(isValidUTF8(""));
-  EXPECT_TRUE(isValidUTF8("plain ascii"));
-  EXPECT_TRUE(isValidUTF8("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7"));  // é € 📷
-  EXPECT_TRUE(isValidUTF8(std::string_view("a\0b", 3)));
-  EXPECT_FALSE(isValidUTF8("\x80"));              // lone continuation byte
-  EXPECT_FALSE(isValidUTF8("\xC3"));              // cut short
-  EXPECT_FALSE(isValidUTF8("\xE0\x80\xAF"));      // overlong
-  EXPECT_FALSE(isValidUTF8("\xED\xB0\x80"));      // surrogate
-  EXPECT_FALSE(isValidUTF8("\xF4\x90\x80\x80"));  // above U+10FFFF
-  EXPECT_EQ(utf8Data("\xFE"), std::nullopt);
-  EXPECT_EQ(utf8Data("ab"), (Data{'a', 'b'}));
+// Each length's smallest and largest scalar, and the forms just beyond them.
+TEST(TextTest, Utf8ValidationAtEveryBoundary) {
+  const std::pair<std::string_view, bool> cases[] = {
+      {"", true}, {"plain ascii", true}, {std::string_view("a\0b", 3), true}, {"\x7F", true},
+      {"\x80", false},                        // lone continuation byte
+      {"\xC2\x80", true}, {"\xDF\xBF", true},  // U+0080, U+07FF
+      {"\xC1\xBF", false},                    // overlong U+007F
+      {"\xC3", false},                        // cut short
+      {"\xC3\x28", false},                    // no continuation byte
+      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true},  // U+0800, U+FFFF
+      {"\xE0\x9F\xBF", false},                        // overlong U+07FF
+      {"\xED\x9F\xBF", true}, {"\xEE\x80\x80", true},  // U+D7FF, U+E000
+      {"\xED\xA0\x80", false}, {"\xED\xBF\xBF", false},  // surrogates U+D800, U+DFFF
+      {"\xF0\x90\x80\x80", true}, {"\xF4\x8F\xBF\xBF", true},  // U+10000, U+10FFFF
+      {"\xF0\x8F\xBF\xBF", false},                          // overlong U+FFFF
+      {"\xF4\x90\x80\x80", false},                          // above U+10FFFF
+      {"\xF8\x88\x80\x80\x80", false}, {"\xFE", false}, {"\xFF", false},
+      {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},  // é € and a camera
+  };
+  for (const auto& [text, valid] : cases) {
+    EXPECT_EQ(isValidUTF8(text), valid) << ::testing::PrintToString(std::string(text));
+    EXPECT_EQ(utf8Data(text), valid ? std::optional<Data>(dataOf(text)) : std::nullopt);
+  }
 }
 
 TEST(TextTest, UuidTextIsVersionFourUpperCase) {
