@@ -254,6 +254,11 @@ TEST(NSDataCompressionTest, OutputIsInThePlatformFormats) {
   EXPECT_EQ(at + 4, d.size());
   EXPECT_EQ(std::memcmp(&d[at], "bv4$", 4), 0);
   EXPECT_EQ(decoded, input);
+  // A block whose compressed form would not be smaller is stored.
+  Data tail = textBytes(1 << 20);
+  append(tail, "tail");
+  d = *N::compressWithAlgorithm(tail, COMPRESSION_LZ4);
+  EXPECT_EQ(Data(d.end() - 16, d.end()), dataOf(std::string("bv4-\x04\0\0\0tailbv4$", 16)));
 
   d = encode(COMPRESSION_LZMA);  // xz container
   EXPECT_EQ(std::memcmp(d.data(), "\xFD" "7zXZ\0", 6), 0);
