@@ -40,29 +40,22 @@ std::set<std::string> identifiers(const OVStorage& storage) {
   return {all.begin(), all.end()};
 }
 
-TEST(OVStorageManagerTest, KeysCarryTheVersionWithoutSeparator) {
+TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   testing::TestEnvironment env;
   auto manager = freshManager();
+  ASSERT_TRUE(manager->defStorage());
+  EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()), env.path() / "data" / "org.orvane.tests");
+  EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
+  EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());  // nothing saved
   EXPECT_EQ(manager->currentVersion(), "158");
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageData158");
   EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageData158");
-
   EnvironmentOverrides o = environmentOverrides();
   o.bundleVersion = "";
   ScopedEnvironmentOverrides unknown(o);
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
   EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageDataversion_unknown");
-}
-
-TEST(OVStorageManagerTest, NewManagerStartsEmptyInTheDefaultDirectoryAndSavesNothing) {
-  testing::TestEnvironment env;
-  auto manager = freshManager();
-  ASSERT_TRUE(manager->defStorage());
-  EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()),
-            env.path() / "data" / "org.orvane.tests");
-  EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
-  EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
 TEST(OVStorageManagerTest, UpdatesAndRemovalsSurviveARestart) {

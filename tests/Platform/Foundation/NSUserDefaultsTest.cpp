@@ -37,6 +37,13 @@ std::vector<stdfs::path> filesStartingWith(const stdfs::path& dir, const std::st
 
 std::size_t lineCount(const std::string& s) { return std::count(s.begin(), s.end(), '\n'); }
 
+// A database of 200 values of 3000 bytes.
+const stdfs::path& fill(const stdfs::path& file) {
+  auto d = NSUserDefaults::initWithPath(file);
+  for (int i = 0; i < 200; ++i) d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
+  return file;
+}
+
 TEST(NSUserDefaultsTest, ValuesPersistAcrossInstancesAndKeepEmptyAndBinaryValues) {
   testing::TempDir dir;
   const stdfs::path file = dir / "nested" / "defaults.sqlite3";
@@ -110,25 +117,12 @@ TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
   const Case cases[] = {
       {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }},
       {"truncated",
-       [](const stdfs::path& file) {
-         {
-           auto d = NSUserDefaults::initWithPath(file);
-           for (int i = 0; i < 200; ++i)
-             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
-         }
-         stdfs::resize_file(file, stdfs::file_size(file) / 2);
-       }},
+       [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }},
       {"overwritten pages",
        [](const stdfs::path& file) {
-         {
-           auto d = NSUserDefaults::initWithPath(file);
-           for (int i = 0; i < 200; ++i)
-             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
-         }
-         std::fstream f(file, std::ios::in | std::ios::out | std::ios::binary);
-         f.seekp(4096);
-         const std::string junk(8192, '\x5a');
-         f.write(junk.data(), static_cast<std::streamsize>(junk.size()));
+         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
+             .seekp(4096)
+             .write(std::string(8192, '\x5a').data(), 8192);
        }},
       {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }},
   };
