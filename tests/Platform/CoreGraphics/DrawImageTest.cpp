@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -213,6 +214,27 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   }
 }
 
+// High quality enlarges with Catmull-Rom weights over four taps, the taps past
+// the ends folded onto the edge pixels, worked out here on their own.
+TEST(DrawImage, HighQualityEnlargingIsCatmullRom) {
+  const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
+  const int n = 7, W = 18;
+  std::vector<std::uint8_t> px;
+  for (std::uint8_t v : values) px.insert(px.end(), {v, v, v, 255});
+  const auto img = image8(n, 1, 4, kCGImageAlphaPremultipliedLast, px);
+  const auto ctx = argb(W, 1);
+  CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
+  for (int x = 0; x < W; ++x) {
+    const double s = (x + 0.5) * n / W - 0.5, i0 = std::floor(s), t = s - i0;
+    const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
+                         (-3 * t * t * t + 4 * t * t + t) / 2, (t * t * t - t * t) / 2};
+    double want = 0;
+    for (int k = 0; k < 4; ++k) want += w[k] * values[std::clamp(int(i0) - 1 + k, 0, n - 1)];
+    EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << x;
+  }
+}
+
 // Every layout an image may have, one pixel each, drawn 1:1.
 TEST(DrawImage, ReadsEveryImageLayout) {
   struct Case {
@@ -285,6 +307,8 @@ TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   CGContextDrawImage(ctx, CGRectMake(0, 0, 0, 2), img);
   CGContextDrawImage(ctx, CGRectNull, img);
   CGContextDrawImage(ctx, CGRectMake(NAN, 0, 2, 2), img);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, INFINITY, 2), img);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, INFINITY), img);
   CGContextDrawImage(ctx, CGRectMake(1e300, -1e300, 1e300, 1e300), img);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
   CGContextDrawImage(ctx, CGRectMake(3, 0, 1e6, 2), img);

@@ -173,7 +173,15 @@ TEST(ImageCodec, RefusesOversizedAndForeignBytes) {
     EXPECT_FALSE(codec.decode(file));
     ++refused;
   }
-  EXPECT_EQ(refused, 3);
+  EXPECT_EQ(refused, 4);
+  // BMP is told by its header size: the sizes of the known headers only.
+  for (std::uint32_t size : {0u, 11u, 12u, 13u, 39u, 40u, 41u, 52u, 56u, 64u, 100u, 108u, 124u, 125u}) {
+    Data header = dataOf("BM");
+    header.resize(14);
+    for (int i = 0; i < 4; ++i) header.push_back(static_cast<std::uint8_t>(size >> (8 * i)));
+    const bool known = size == 12 || size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
+    EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
+  }
   const std::vector<std::string> foreign = {"", "GIF8", "BM", "\x89PNG\r\n", "II*", "\xFF\xD8", "hello world, no image"};
   for (const std::string& text : foreign) {
     EXPECT_EQ(sniffCodec(bytesOf(text)), nullptr) << text;
@@ -206,6 +214,12 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
       ASSERT_EQ(pixels->info.width, full->info.width);
       ASSERT_EQ(pixels->info.height, full->info.height);
       EXPECT_EQ(rows.rows, pixels->info.height);
+      // BMP streams through the decoder itself: rows past the cut are zero there too.
+      if (codec.format() == ImageFormat::BMP) {
+        EXPECT_TRUE(rows.bytes.size() == pixels->byteCount() &&
+                    std::memcmp(rows.bytes.data(), pixels->storage.data(), rows.bytes.size()) == 0)
+            << "streamed rows differ from the decode at " << fraction;
+      }
       if (!sequential) continue;
       // Each row is the full decode's row or, past the cut, zero.
       for (std::uint32_t y = 0; y < pixels->info.height; ++y) {
@@ -308,12 +322,13 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
       {ImageFormat::TIFF, rgb8, rgb8, 0, busy}, {ImageFormat::TIFF, rgba8, rgba8, 0, busy},
       {ImageFormat::TIFF, g16, g16, 0, busy},   {ImageFormat::BMP, g8, g8, 0, busy},
       {ImageFormat::BMP, rgb8, rgb8, 0, busy},  {ImageFormat::BMP, rgba8, rgba8, 0, busy},
-      {ImageFormat::BMP, ga8, g8, 0, busy},     {ImageFormat::GIF, rgb8, rgb8, 0, few},
+      {ImageFormat::BMP, ga8, g8, 0, busy},
+      {ImageFormat::BMP, rgba16, rgba8, 40, busy},     {ImageFormat::GIF, rgb8, rgb8, 0, few},
       {ImageFormat::GIF, g8, rgb8, 0, few},     {ImageFormat::JPEG2000, g8, g8, 0, busy},
       {ImageFormat::JPEG2000, rgb8, rgb8, 0, busy}, {ImageFormat::JPEG2000, rgba8, rgba8, 0, busy},
       {ImageFormat::JPEG2000, g16, g16, 0, busy},
       {ImageFormat::JPEG, rgb8, rgb8, 30, smooth}, {ImageFormat::JPEG, g8, g8, 30, smooth},
-      {ImageFormat::JPEG, rgba16, rgb8, 30, smooth},
+      {ImageFormat::JPEG, rgba16, rgb8, 30, smooth}, {ImageFormat::JPEG, rgb16, rgb8, 30, smooth},
   };
   testing::TempDir dir;
   const std::uint32_t w = 37, h = 23;

@@ -78,7 +78,7 @@ def make_png(rows, colour_type, depth, interlace=False, extra=b"", width=None, h
 
 # ---- a minimal TIFF writer: strips or tiles, contiguous or planar, uncompressed
 
-def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=None):
+def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=None, extra_tags=()):
     h, w, spp = len(rows), len(rows[0]), len(rows[0][0])
     fmt = "<H" if bits == 16 else "<B"
 
@@ -133,6 +133,7 @@ def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=No
         tag(273, 4, offsets)
         tag(278, 3, [5])
         tag(279, 4, [len(b) for b in blocks])
+    tags.extend(extra_tags)
     tags.sort()
     # values that do not fit in four bytes go after the directory
     ifd_offset = len(data) + (len(data) % 2)
@@ -344,6 +345,17 @@ def make(directory):
     gray4 = samples(1, 15)
     c.add("tiff_gray4", "tif", make_tiff_packed(gray4, 4), 1, 8, bytes(v[0] * 17 for r in gray4 for v in r))
     c.pillow_read("tiff_miniswhite", "tif", make_tiff(samples(1, 255), 8, 0), 1)
+    # YCbCr goes through libtiff's RGBA reader; the reference is the conversion
+    # libtiff documents (BT.601 luma, default reference black and white).
+    ycc = samples(3, 255)
+    def ycc_to_rgba(px):
+        y, cb, cr = px
+        r = y + 1.402 * (cr - 128)
+        b = y + 1.772 * (cb - 128)
+        g = (y - 0.299 * r - 0.114 * b) / 0.587
+        return [max(0, min(255, round(v))) for v in (r, g, b)] + [255]
+    c.add("tiff_ycbcr", "tif", make_tiff(ycc, 8, 6, extra_tags=[(530, 3, [1, 1])]), 4, 8,
+          bytes(v for r in ycc for px in r for v in ycc_to_rgba(px)), tolerance=2, expect_dpi=0)
 
     # BMP: Pillow's own files, and hand-made variants.
     for mode, ch in (("1", 3), ("L", 3), ("P", 3), ("RGB", 3)):
@@ -370,6 +382,8 @@ def make(directory):
     c.add("reject_png_wide", "png", make_png([[[0]]], 0, 8, width=70000, height=1), 0, 8, b"")
     c.add("reject_png_area", "png", make_png([[[0]]], 0, 8, width=20000, height=20000), 0, 8, b"")
     c.add("reject_bmp_wide", "bmp", make_bmp(70000, 1, 24, [b"\0" * 12]), 0, 8, b"")
+    # Separated samples of inks other than CMYK.
+    c.add("reject_tiff_multiink", "tif", make_tiff(samples(4, 255), 8, 5, extra_tags=[(332, 3, [2])]), 0, 8, b"")
     c.write_manifest()
 
 
