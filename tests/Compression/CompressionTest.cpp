@@ -383,7 +383,9 @@ TEST(NSDataCompressionTest, DecodersSetAsideOnlyWhatTheInputCanHold) {
   const Data small = *N::compressWithAlgorithm(textBytes(5000), COMPRESSION_ZLIB);
   const std::pair<const Data*, compression_algorithm> inputs[] = {
       {&lyingLz4, COMPRESSION_LZ4}, {&small, COMPRESSION_ZLIB}, {&small, COMPRESSION_LZ4_RAW}};
-  for (const auto& [input, algorithm] : inputs) {
+  for (const auto& entry : inputs) {
+    const Data* input = entry.first;  // not a structured binding: lambdas capture it
+    const compression_algorithm algorithm = entry.second;
     auto result = testing::runInChild([&] {
       rusage before{}, after{};
       getrusage(RUSAGE_SELF, &before);
