@@ -207,6 +207,16 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
     for (const double fraction : {0.1, 0.5, 0.9}) {
       const Data cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(file.size() * fraction));
       const auto pixels = codec.decode(cut);
+      // A decoder reads its own bytes only, never what lies beyond them.
+      Data beyondA = cut, beyondB = cut;
+      for (int i = 0; i < 8; ++i) beyondA.push_back(i % 2 ? 0x11 : 2), beyondB.push_back(i % 2 ? 0x22 : 2);
+      const auto a = codec.decode(ByteView(beyondA).first(cut.size())), b = codec.decode(ByteView(beyondB).first(cut.size()));
+      ASSERT_EQ(a.has_value(), pixels.has_value());
+      ASSERT_EQ(b.has_value(), pixels.has_value());
+      if (pixels) {
+        EXPECT_EQ(a->storage, pixels->storage) << "read past the end at " << fraction;
+        EXPECT_EQ(b->storage, pixels->storage) << "read past the end at " << fraction;
+      }
       RowCollector rows;
       const bool streamed = codec.decodeRows(cut, rows);
       EXPECT_EQ(streamed, pixels.has_value());
@@ -404,6 +414,26 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
   EXPECT_GE(psnr(roundTrip(ImageFormat::JPEG2000, 0.5, &small), src), 30.0);
   EXPECT_EQ(roundTrip(ImageFormat::JPEG2000, std::nullopt, &lossless), src);
   EXPECT_LT(small, lossless);
+
+  // The same many colours with alpha at the threshold: 128 stays, 127 goes.
+  Data rgba;
+  for (std::size_t i = 0; i < src.size(); i += 3) {
+    rgba.insert(rgba.end(), &src[i], &src[i] + 3);
+    rgba.push_back((i / 3) % w < 10 ? 127 : 128);
+  }
+  Data gif;
+  ASSERT_TRUE(gifCodec().encode(viewOf(rgba, {4, 8}, w, h), {}, gif));
+  const auto back = gifCodec().decode(gif);
+  ASSERT_TRUE(back && back->info.channels == 4);
+  Data kept, wanted;  // the colours of the pixels that stay keep close
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x) {
+      EXPECT_EQ(back->row(y)[x * 4 + 3], x < 10 ? 0 : 255) << x << "," << y;
+      if (x < 10) continue;
+      kept.insert(kept.end(), back->row(y) + x * 4, back->row(y) + x * 4 + 3);
+      wanted.insert(wanted.end(), &src[(std::size_t{y} * w + x) * 3], &src[(std::size_t{y} * w + x) * 3] + 3);
+    }
+  EXPECT_GE(psnr(kept, wanted), 30.0);
 }
 
 // Adobe YCCK: CMYK stored as YCbCr + K, which Pillow cannot write; libjpeg
