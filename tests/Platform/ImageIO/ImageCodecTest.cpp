@@ -434,6 +434,15 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
       wanted.insert(wanted.end(), &src[(std::size_t{y} * w + x) * 3], &src[(std::size_t{y} * w + x) * 3] + 3);
     }
   EXPECT_GE(psnr(kept, wanted), 30.0);
+
+  // JPEG carries orientations 2 to 8; 1 and anything else write none.
+  for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
+    PixelsView turned = view;
+    turned.orientation = orientation;
+    Data file;
+    ASSERT_TRUE(jpegCodec().encode(turned, {}, file));
+    EXPECT_EQ(jpegCodec().readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
+  }
 }
 
 // Adobe YCCK: CMYK stored as YCbCr + K, which Pillow cannot write; libjpeg
