@@ -425,6 +425,10 @@ def add_bmp_variants(c):
     px_rows = [b"".join(bytes([p[2], p[1], p[0], p[3]]) for p in r) for r in reversed(rgba)]
     c.pillow_read("bmp_32_alpha", "bmp", make_bmp(w, h, 32, px_rows, compression=3, header=108,
                                                   masks=[0xFF0000, 0xFF00, 0xFF, 0xFF000000]), 4)
+    # the same in a V3 header, the first with an alpha mask, which Pillow cannot read
+    c.add("bmp_32_alpha_v3", "bmp", make_bmp(w, h, 32, px_rows, compression=3, header=56,
+                                             masks=[0xFF0000, 0xFF00, 0xFF, 0xFF000000]), 4, 8,
+          lambda p: dump_pil(Image.open(os.path.join(c.dir, "bmp_32_alpha.bmp")), 4, 8), expect_dpi=72)
     # 4-bit palette (uncompressed and RLE4), 8-bit RLE8, OS/2 core header
     pal16 = [((i * 16) % 256, (255 - i * 13) % 256, (i * 71) % 256) for i in range(16)]
     idx = [[(x * 3 + y) % 16 for x in range(w)] for y in range(h)]
