@@ -190,6 +190,8 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
   cases.push_back({"huge extended count",
                    simple({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})});
   cases.push_back({"extended count that is no integer", simple({{0x4F, 0x51, 'a'}})});
+  cases.push_back({"extended count of 16 bytes",
+                   simple({{0x5F, 0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 'a'}})});
   cases.push_back({"unknown marker", simple({{0x70}})});
   cases.push_back({"fill byte as an object", simple({{0x0F}})});
   cases.push_back({"integer of 32 bytes", simple({{0x15, 0}})});

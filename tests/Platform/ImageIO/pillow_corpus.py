@@ -142,7 +142,7 @@ def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=No
     ifd = bytearray(struct.pack("<H", len(tags)))
     tail = bytearray()
     for code, typ, values in tags:
-        payload = b"".join(struct.pack("<H" if typ == 3 else "<I", v) for v in values)
+        payload = b"".join(struct.pack({3: "<H", 7: "<B"}.get(typ, "<I"), v) for v in values)
         if len(payload) <= 4:
             ifd += struct.pack("<HHI", code, typ, len(values)) + payload.ljust(4, b"\0")
         else:
@@ -354,8 +354,9 @@ def make(directory):
         b = y + 1.772 * (cb - 128)
         g = (y - 0.299 * r - 0.114 * b) / 0.587
         return [max(0, min(255, round(v))) for v in (r, g, b)] + [255]
-    c.add("tiff_ycbcr", "tif", make_tiff(ycc, 8, 6, extra_tags=[(530, 3, [1, 1])]), 4, 8,
-          bytes(v for r in ycc for px in r for v in ycc_to_rgba(px)), tolerance=2, expect_dpi=0)
+    c.add("tiff_ycbcr", "tif", make_tiff(ycc, 8, 6, extra_tags=[(530, 3, [1, 1]), (34675, 7, list(SRGB_ICC))]),
+          4, 8, bytes(v for r in ycc for px in r for v in ycc_to_rgba(px)), tolerance=2, expect_dpi=0,
+          icc=len(SRGB_ICC))
 
     # BMP: Pillow's own files, and hand-made variants.
     for mode, ch in (("1", 3), ("L", 3), ("P", 3), ("RGB", 3)):
