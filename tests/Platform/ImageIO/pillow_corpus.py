@@ -169,9 +169,9 @@ def make_bmp(width, height, bits, pixel_rows, palette=None, compression=0, masks
     else:
         dib = struct.pack("<IiiHHIIiiII", header, width, -height if top_down else height, 1, bits, compression,
                           len(body), 2835, 2835, len(palette or []), 0)
-        if header > 40:
+        if header > 40:  # masks in the header: three from V2 (52 bytes), alpha too from V3 (56)
             m = list(masks or [0, 0, 0]) + [0] * 4
-            dib += struct.pack("<IIII", *m[:4]) + b"\0" * (header - 56)
+            dib += struct.pack("<IIII", *m[:4])[:header - 40] + b"\0" * (header - 56)
     offset = 14 + len(dib) + len(mask_bytes) + len(pal)
     return b"BM" + struct.pack("<IHHI", offset + len(body), 0, 0, offset) + dib + mask_bytes + pal + body
 
@@ -421,6 +421,9 @@ def add_bmp_variants(c):
                 row += struct.pack("<H", v)
             px_rows.append(pad4(row))
         c.pillow_read(name, "bmp", make_bmp(w, h, 16, px_rows, compression=3 if masks else 0, masks=masks), 3)
+        if masks:  # the same masks in a V2 header, which Pillow cannot read
+            c.add(name + "_v2", "bmp", make_bmp(w, h, 16, px_rows, compression=3, masks=masks, header=52), 3, 8,
+                  lambda p, n=name: dump_pil(Image.open(os.path.join(c.dir, n + ".bmp")), 3, 8), expect_dpi=72)
     # 32-bit with alpha in a V4 header (bit fields)
     rgba = samples(4, 255)
     px_rows = [b"".join(bytes([p[2], p[1], p[0], p[3]]) for p in r) for r in reversed(rgba)]
