@@ -274,6 +274,9 @@ TEST(DrawImage, ReadsEveryImageLayout) {
     CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), img);
     const auto p = at(ctx, 0, 0);
     for (int k = 0; k < 4; ++k) EXPECT_NEAR(p[k], c.argb[k], 1) << c.name << " byte " << k;
+    const auto big = argb(3, 3);  // enlarged, the one pixel everywhere
+    CGContextDrawImage(big, CGRectMake(0, 0, 3, 3), img);
+    for (int k = 0; k < 4; ++k) EXPECT_NEAR(at(big, 1, 1)[k], c.argb[k], 1) << c.name << " enlarged byte " << k;
   }
 }
 
