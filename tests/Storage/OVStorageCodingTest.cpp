@@ -9,6 +9,7 @@
 #include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "orvane/Storage/OVStorageChunkTable.h"
+#include "orvane/Categories/NSStringMd5.h"
 #include "support/KeyedArchiveScript.h"
 #include "support/TempDir.h"
 
@@ -125,6 +126,25 @@ TEST(OVStorageCodingTest, TableDataOfOddSizesAndTypes) {
     EXPECT_TRUE(table->chunkInfoWithKey(nullptr, "k")) << c.name;
     EXPECT_EQ(table->capacity(), c.count + 200) << c.name;
   }
+}
+
+// A decoded table finds each record under the text its key field starts,
+// running on to the first zero: here the second record spells a key's whole
+// digest across its key field, gap and offset.
+TEST(OVStorageCodingTest, DecodedTableFindsRecordsByTheirText) {
+  const std::string digest = *NSStringMd5::md5Value("photo-7");
+  Data records(80, 0);
+  std::memcpy(&records[40], digest.data(), 32);
+  records[73] = 1;  // length 256: its low byte ends the text
+  ForgedObject forged("OVStorageChunkTable");
+  forged.datas["tableData"] = records;
+  const auto table = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunkTable>(
+      NSKeyedArchiver::archivedDataWithRootObject(forged));
+  ASSERT_TRUE(table);
+  EXPECT_EQ(table->indexOfChunkInfoKey("photo-7"), 1u);
+  OVChunkInfo out{};
+  ASSERT_TRUE(table->chunkInfoWithKey(&out, "photo-7"));
+  EXPECT_EQ(out.length, 256);
 }
 
 TEST(OVStorageCodingTest, StoreRoundTripKeepsTheChunkFileAndTheIndex) {
