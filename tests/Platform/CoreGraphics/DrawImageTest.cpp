@@ -205,7 +205,9 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   const auto img = image8(2, 1, 4, kCGImageAlphaNoneSkipLast, {0, 0, 0, 9, 255, 255, 255, 9});
   for (const Case& c : cases) {
     const auto ctx = argb(4, 1);
+    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
     CGContextSetInterpolationQuality(ctx, c.quality);
+    EXPECT_EQ(CGContextGetInterpolationQuality(ctx), c.quality);
     CGContextDrawImage(ctx, CGRectMake(0, 0, 4, 1), img);
     for (int x = 0; x < 4; ++x) {
       EXPECT_EQ(at(ctx, x, 0)[0], 255);
