@@ -30,21 +30,15 @@ TEST_F(DarkModeTest, OnlyTheFourDarkNamesAreDarkAndOnlyFrom10_14) {
     std::string_view name;
     bool dark;
   };
+  // Exact equality: no prefix, case or closest-match tricks.
   const Case cases[] = {
-      {NSAppearanceNameDarkAqua, true},
-      {NSAppearanceNameVibrantDark, true},
+      {NSAppearanceNameDarkAqua, true}, {NSAppearanceNameVibrantDark, true},
       {NSAppearanceNameAccessibilityHighContrastDarkAqua, true},
-      {NSAppearanceNameAccessibilityHighContrastVibrantDark, true},
-      {NSAppearanceNameAqua, false},
-      {NSAppearanceNameVibrantLight, false},
-      {NSAppearanceNameAccessibilityHighContrastAqua, false},
+      {NSAppearanceNameAccessibilityHighContrastVibrantDark, true}, {NSAppearanceNameAqua, false},
+      {NSAppearanceNameVibrantLight, false}, {NSAppearanceNameAccessibilityHighContrastAqua, false},
       {NSAppearanceNameAccessibilityHighContrastVibrantLight, false},
-      // Exact equality: no prefix, case or closest-match tricks.
-      {"NSAppearanceNameDarkAqua ", false},
-      {"nsappearancenamedarkaqua", false},
-      {"NSAppearanceNameDarkAquaCustom", false},
-      {"NSAppearanceNameDark", false},
-      {"", false},
+      {"NSAppearanceNameDarkAqua ", false}, {"nsappearancenamedarkaqua", false},
+      {"NSAppearanceNameDarkAquaCustom", false}, {"NSAppearanceNameDark", false}, {"", false},
   };
   const OperatingSystemVersion versions[] = {
       {10, 14, 0}, {10, 15, 7}, {11, 0, 0}, {10, 13, 6}, {10, 9, 0}};
@@ -111,23 +105,17 @@ TEST_F(DarkModeTest, ViewAsksItsWindowElseTheApplicationNeverItself) {
 
 TEST_F(DarkModeTest, DisableColorHalvesAlphaFrom10_14AndWashesTowardWhiteBefore) {
   auto color = NSColor::colorWithSRGBRedGreenBlueAlpha(0.2, 0.4, 0.0, 0.8);
-  {
+  auto expect = [&](double r, double g, double b, double a) {
     auto disabled = NSColorColorEffect::disableColor(*color);
     ASSERT_NE(disabled, nullptr);
-    EXPECT_EQ(disabled->redComponent(), 0.2);
-    EXPECT_EQ(disabled->greenComponent(), 0.4);
-    EXPECT_EQ(disabled->blueComponent(), 0.0);
-    EXPECT_EQ(disabled->alphaComponent(), 0.4);
-  }
-  {
-    ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
-    auto disabled = NSColorColorEffect::disableColor(*color);
-    ASSERT_NE(disabled, nullptr);
-    EXPECT_DOUBLE_EQ(disabled->redComponent(), 0.6);
-    EXPECT_DOUBLE_EQ(disabled->greenComponent(), 0.7);
-    EXPECT_DOUBLE_EQ(disabled->blueComponent(), 0.5);
-    EXPECT_EQ(disabled->alphaComponent(), 0.8);
-  }
+    EXPECT_DOUBLE_EQ(disabled->redComponent(), r);
+    EXPECT_DOUBLE_EQ(disabled->greenComponent(), g);
+    EXPECT_DOUBLE_EQ(disabled->blueComponent(), b);
+    EXPECT_EQ(disabled->alphaComponent(), a);
+  };
+  expect(0.2, 0.4, 0.0, 0.4);
+  ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
+  expect(0.6, 0.7, 0.5, 0.8);
   EXPECT_EQ(color->alphaComponent(), 0.8);  // the receiver is untouched
 }
 

@@ -137,9 +137,14 @@ TEST(HXImageUtilityTest, ThumbnailsFitTheBoxInAnArgbBitmapAtLeastOnePixelASide) 
 TEST(HXImageUtilityTest, NSImageThumbnailsKeepFractionalPointSizes) {
   ScopedMainScreen none(std::nullopt);
   const auto thumb = H::createThumbnailFromNSImage(
-      {100, 100}, NSImage::initWithCGImageSize(solidImage(133, 200, {9, 9, 9}), CGSizeZero));
+      {100, 100}, NSImage::initWithCGImageSize(solidImage(133, 200, {200, 100, 50}), CGSizeZero));
   ASSERT_TRUE(thumb);
   EXPECT_EQ(thumb->size(), CGSizeMake(66.5, 100));
+  const auto drawnRep = std::dynamic_pointer_cast<NSBitmapImageRep>(thumb->representations().at(0));
+  ASSERT_TRUE(drawnRep);  // the picture is drawn into it
+  const Data px = testing::pixelBytes(drawnRep->CGImage());
+  const bool alphaFirst = CGImageGetAlphaInfo(drawnRep->CGImage()) == kCGImageAlphaPremultipliedFirst;
+  EXPECT_EQ(Data(px.begin(), px.begin() + 4), alphaFirst ? (Data{255, 200, 100, 50}) : (Data{200, 100, 50, 255}));
   EXPECT_EQ(H::createThumbnailFromNSImage({0.1, 0.1}, NSImage::initWithSize({10, 20}))->size(),
             CGSizeMake(1, 1));
   EXPECT_FALSE(H::createThumbnailFromNSImage({100, 100}, nullptr));

@@ -92,6 +92,16 @@ TEST(NSImageUtilitesTest, DrawingTakesEachSideFromPixelsOfTwoOrMoreElsePointsTim
   }
   const Data px = testing::pixelBytes(N::convertFromDrawing(drawn({4, 4})));
   EXPECT_EQ(Data(px.begin(), px.begin() + 4), (Data{255, 0, 255, 0})) << "drawn, A R G B";
+  // Drawn upright: a picture's top row, red, stays on top; its bottom row is blue.
+  const Data rows{255, 0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255, 255};
+  const auto twoRows = NSImage::initWithCGImageSize(
+      CGImageCreate(2, 2, 8, 32, 8, CGColorSpaceCreateWithName(kCGColorSpaceSRGB), kCGImageAlphaPremultipliedLast,
+                    CGDataProviderCreateWithData(rows), nullptr, false, kCGRenderingIntentDefault),
+      CGSizeZero);
+  const Data upright = testing::pixelBytes(N::convertFromDrawing(twoRows));
+  ASSERT_EQ(upright.size(), 16u);
+  EXPECT_EQ(Data(upright.begin(), upright.begin() + 4), (Data{255, 255, 0, 0}));
+  EXPECT_EQ(Data(upright.end() - 4, upright.end()), (Data{255, 0, 0, 255}));
 }
 
 }  // namespace

@@ -46,6 +46,17 @@ bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
+// The parts appear in the text one after the other, in this order.
+::testing::AssertionResult inOrder(const std::string& text, std::initializer_list<std::string> parts) {
+  std::size_t at = 0;
+  for (const auto& part : parts) {
+    if ((at = text.find(part, at)) == std::string::npos)
+      return ::testing::AssertionFailure() << "no \"" << part << "\" in order in:\n" << text;
+    at += part.size();
+  }
+  return ::testing::AssertionSuccess();
+}
+
 std::string beginLine(const std::string& path) {
   return "] Begin redirect NSLog to file " + path + "\n";
 }
@@ -77,17 +88,8 @@ TEST(OVLogTest, RedirectsStandardErrorIntoTheFileWhileAlive) {
   ASSERT_EQ(child.exitCode, 0) << child.stderrText;
 
   const std::string& out = child.stderrText;
-  const auto before = out.find("before\n"), begin = out.find(beginLine(path)),
-             end = out.find(endLine(path)), after = out.find("after\n");
-  ASSERT_NE(before, std::string::npos) << out;
-  ASSERT_NE(begin, std::string::npos) << out;
-  ASSERT_NE(end, std::string::npos) << out;
-  ASSERT_NE(after, std::string::npos) << out;
-  EXPECT_LT(before, begin);
-  EXPECT_LT(begin, end);
-  EXPECT_LT(end, after);
-  EXPECT_FALSE(contains(out, "inside")) << out;
-  EXPECT_FALSE(contains(out, "pending")) << out;
+  EXPECT_TRUE(inOrder(out, {"before\n", beginLine(path), endLine(path), "after\n"}));
+  EXPECT_FALSE(contains(out, "inside") || contains(out, "pending")) << out;
 
   const std::string logged = fileText(path);
   EXPECT_EQ(logged.rfind("inside-write\n", 0), 0u) << logged;  // truncated first
@@ -146,20 +148,12 @@ TEST(OVLogTest, NestedRedirectionsUnwindInReverseOrder) {
   });
   ASSERT_EQ(child.exitCode, 0) << child.stderrText;
 
-  EXPECT_TRUE(contains(child.stderrText, beginLine(outer))) << child.stderrText;
-  EXPECT_TRUE(contains(child.stderrText, endLine(outer))) << child.stderrText;
-  EXPECT_TRUE(contains(child.stderrText, "four\n"));
+  EXPECT_TRUE(inOrder(child.stderrText, {beginLine(outer), endLine(outer), "four\n"}));
   EXPECT_FALSE(contains(child.stderrText, inner)) << child.stderrText;
 
   // The inner object's own lines go to the destination outside it: the outer file.
   const std::string outerText = fileText(outer);
-  const auto one = outerText.find("one\n"), begin = outerText.find(beginLine(inner)),
-             end = outerText.find(endLine(inner)), three = outerText.find("three\n");
-  ASSERT_NE(one, std::string::npos) << outerText;
-  ASSERT_NE(begin, std::string::npos) << outerText;
-  ASSERT_NE(end, std::string::npos) << outerText;
-  ASSERT_NE(three, std::string::npos) << outerText;
-  EXPECT_TRUE(one < begin && begin < end && end < three) << outerText;
+  EXPECT_TRUE(inOrder(outerText, {"one\n", beginLine(inner), endLine(inner), "three\n"}));
   EXPECT_FALSE(contains(outerText, "two") || contains(outerText, "four")) << outerText;
   EXPECT_EQ(fileText(inner), "two\n");
 }

@@ -9,6 +9,7 @@
 
 #include "orvane/Categories/NSStringMd5.h"
 #include "orvane/Platform/Foundation/NSRange.h"
+#include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 
 namespace orvane {
@@ -31,34 +32,30 @@ TEST(OVStorageChunkTest, ValuesAndTheNullChunk) {
   const auto chunk = OVStorageChunk::initWithOffsetLength(-3, 1LL << 40);
   EXPECT_EQ(chunk.offset(), -3);
   EXPECT_EQ(chunk.length(), 1LL << 40);
+  // Every storage class says it decodes securely.
+  EXPECT_TRUE(OVStorageChunk::supportsSecureCoding());
+  EXPECT_TRUE(OVStorageChunkTable::supportsSecureCoding());
+  EXPECT_TRUE(OVStorage::supportsSecureCoding());
 }
 
-TEST(OVStorageChunkTableTest, RecordKeepsTwentyDigestCharactersAndTheCallersOtherBytes) {
+// A record keeps 20 characters of the key's digest and the caller's other
+// bytes; setting a key again replaces all 40 bytes with the caller's.
+TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
   OVStorageChunkTable table;
-  const auto in = record(11, 22);
-  table.setChunkInfoWithKey(&in, "photo-1");
+  const auto first = record(11, 22), second = record(3, 4, 'z');
+  table.setChunkInfoWithKey(&first, "photo-1");
+  table.setChunkInfoWithKey(&first, "b");
   OVChunkInfo out = record(0, 0, 'x');
   ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
-  const std::string digest = *NSStringMd5::md5Value("photo-1");
-  EXPECT_EQ(std::string(out.key, 20), digest.substr(0, 20));
+  EXPECT_EQ(std::string(out.key, 20), NSStringMd5::md5Value("photo-1")->substr(0, 20));
   EXPECT_EQ(std::memcmp(out.gap, "GAP!", 4), 0);
   EXPECT_EQ(out.offset, 11);
   EXPECT_EQ(out.length, 22);
-}
-
-TEST(OVStorageChunkTableTest, SettingAKeyAgainReplacesTheWholeRecord) {
-  OVStorageChunkTable table;
-  const auto first = record(1, 2);
-  const auto second = record(3, 4, 'z');
-  table.setChunkInfoWithKey(&first, "a");
-  table.setChunkInfoWithKey(&first, "b");
-  table.setChunkInfoWithKey(&second, "a");
+  table.setChunkInfoWithKey(&second, "photo-1");
   EXPECT_EQ(table.count(), 2u);
-  EXPECT_EQ(table.indexOfChunkInfoKey("a"), 0u);
+  EXPECT_EQ(table.indexOfChunkInfoKey("photo-1"), 0u);
   EXPECT_EQ(table.indexOfChunkInfoKey("b"), 1u);
-  OVChunkInfo out{};
-  ASSERT_TRUE(table.chunkInfoWithKey(&out, "a"));
-  // All 40 bytes come from the caller, its key field included.
+  ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
   EXPECT_EQ(std::memcmp(&out, &second, sizeof out), 0);
 }
 

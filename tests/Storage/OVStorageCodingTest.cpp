@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -10,6 +9,8 @@
 #include "orvane/Storage/OVStorage.h"
 #include "orvane/Storage/OVStorageChunk.h"
 #include "orvane/Storage/OVStorageChunkTable.h"
+#include "orvane/Categories/NSStringMd5.h"
+#include "support/KeyedArchiveScript.h"
 #include "support/TempDir.h"
 
 namespace orvane {
@@ -127,6 +128,25 @@ TEST(OVStorageCodingTest, TableDataOfOddSizesAndTypes) {
   }
 }
 
+// A decoded table finds each record under the text its key field starts,
+// running on to the first zero: here the second record spells a key's whole
+// digest across its key field, gap and offset.
+TEST(OVStorageCodingTest, DecodedTableFindsRecordsByTheirText) {
+  const std::string digest = *NSStringMd5::md5Value("photo-7");
+  Data records(80, 0);
+  std::memcpy(&records[40], digest.data(), 32);
+  records[73] = 1;  // length 256: its low byte ends the text
+  ForgedObject forged("OVStorageChunkTable");
+  forged.datas["tableData"] = records;
+  const auto table = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorageChunkTable>(
+      NSKeyedArchiver::archivedDataWithRootObject(forged));
+  ASSERT_TRUE(table);
+  EXPECT_EQ(table->indexOfChunkInfoKey("photo-7"), 1u);
+  OVChunkInfo out{};
+  ASSERT_TRUE(table->chunkInfoWithKey(&out, "photo-7"));
+  EXPECT_EQ(out.length, 256);
+}
+
 TEST(OVStorageCodingTest, StoreRoundTripKeepsTheChunkFileAndTheIndex) {
   testing::TempDir dir;
   auto store = OVStorage::initWithDestinationIdentifierError(dir.path().string(), "store", nullptr);
@@ -229,52 +249,31 @@ TEST(OVStorageCodingTest, ForgedStoreArchives) {
   EXPECT_EQ(fileSize(dir / "store"), 10);  // decoding never truncates
 }
 
-// An archive written by Python's plistlib in the layout of the platform's own
-// keyed archiver.
-constexpr const char* kPlatformArchiveScript = R"PY(
-import plistlib, sys
-UID = plistlib.UID
-destination, out = sys.argv[1], sys.argv[2]
-objects = [
-    "$null",
-    {"$class": UID(2), "destinationPath": UID(3), "identifier": UID(4), "_fragmentChunk": UID(5)},
-    {"$classname": "OVStorage", "$classes": ["OVStorage", "NSObject"]},
-    destination,
-    "platform-store",
-    {"$class": UID(6), "NS.keys": [UID(7), UID(8), UID(9)],
-     "NS.objects": [UID(10), UID(11), UID(13)]},
-    {"$classname": "NSMutableDictionary",
-     "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
-    "hello", "world", "table",
-    {"$class": UID(12), "offset": 0, "length": 5},
-    {"$class": UID(12), "offset": 5, "length": 6},
-    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]},
-    {"$class": UID(14), "tableData": b"K" * 20 + b"\0" * 4 + (7).to_bytes(8, "little") * 2},
-    {"$classname": "OVStorageChunkTable", "$classes": ["OVStorageChunkTable", "NSObject"]},
-]
-archive = {"$version": 100000, "$archiver": "NSKeyedArchiver",
-           "$top": {"root": UID(1)}, "$objects": objects}
-with open(out, "wb") as f:
-    plistlib.dump(archive, f, fmt=plistlib.FMT_BINARY)
-)PY";
-
+// An archive written by Python's plistlib in the platform archiver's layout.
 TEST(OVStorageCodingTest, DecodesAnArchiveInThePlatformsLayout) {
   testing::TempDir dir;
-  {
-    std::ofstream chunkFile(dir / "platform-store", std::ios::binary);
-    chunkFile << "hello, world";
-  }
-  {
-    std::ofstream script(dir / "make.py");
-    script << kPlatformArchiveScript;
-  }
-  const std::string command = "/usr/bin/python3 '" + (dir / "make.py").string() + "' '" +
-                              dir.path().string() + "' '" + (dir / "archive").string() + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  std::ifstream in(dir / "archive", std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-
-  auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(bytesOf(bytes));
+  std::ofstream(dir / "platform-store", std::ios::binary) << "hello, world";
+  std::string table;  // one record: a 20-character key field, a gap, offset 7 and length 7
+  for (int i = 0; i < 20; ++i) table += "4b";
+  table += "00000000" "0700000000000000" "0700000000000000";
+  const auto archive = testing::encodeKeyedArchive(R"([
+    "$null",
+    {"$class": {"$uid": 2}, "destinationPath": {"$uid": 3}, "identifier": {"$uid": 4},
+     "_fragmentChunk": {"$uid": 5}},
+    {"$classname": "OVStorage", "$classes": ["OVStorage", "NSObject"]},
+    ")" + dir.path().string() + R"(", "platform-store",
+    {"$class": {"$uid": 6}, "NS.keys": [{"$uid": 7}, {"$uid": 8}, {"$uid": 9}],
+     "NS.objects": [{"$uid": 10}, {"$uid": 11}, {"$uid": 13}]},
+    {"$classname": "NSMutableDictionary", "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
+    "hello", "world", "table",
+    {"$class": {"$uid": 12}, "offset": 0, "length": 5},
+    {"$class": {"$uid": 12}, "offset": 5, "length": 6},
+    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]},
+    {"$class": {"$uid": 14}, "tableData": {"$data": ")" + table + R"("}},
+    {"$classname": "OVStorageChunkTable", "$classes": ["OVStorageChunkTable", "NSObject"]}
+  ])");
+  ASSERT_TRUE(archive);
+  auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(*archive);
   ASSERT_TRUE(store);
   EXPECT_EQ(store->identifier(), "platform-store");
   EXPECT_EQ(store->destinationPath(), dir.path().string());

@@ -21,6 +21,7 @@ namespace orvane {
 namespace {
 
 using testing::fileSize;
+using testing::damageLines;
 using testing::itemBytes;
 
 std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir) {
@@ -30,15 +31,6 @@ std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir) {
 void overwriteFile(const std::filesystem::path& path, std::string_view contents) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << contents;
-}
-
-std::size_t damageLines(const std::string& log) {
-  std::size_t lines = 0;
-  for (std::size_t at = 0;
-       (at = log.find("] Warning the chunk file has been damaged.\n", at)) != std::string::npos;
-       ++at)
-    ++lines;
-  return lines;
 }
 
 TEST(OVStorageFaultTest, ChunkFileCutOrReplacedBehindTheStoresBack) {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -20,6 +18,7 @@
 #include "support/ChildProcess.h"
 #include "support/ItemBytes.h"
 #include "support/TempDir.h"
+#include "Storage/StorageTestSupport.h"
 
 namespace orvane {
 namespace {
@@ -41,29 +40,22 @@ std::set<std::string> identifiers(const OVStorage& storage) {
   return {all.begin(), all.end()};
 }
 
-TEST(OVStorageManagerTest, KeysCarryTheVersionWithoutSeparator) {
+TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   testing::TestEnvironment env;
   auto manager = freshManager();
+  ASSERT_TRUE(manager->defStorage());
+  EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()), env.path() / "data" / "org.orvane.tests");
+  EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
+  EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());  // nothing saved
   EXPECT_EQ(manager->currentVersion(), "158");
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageData158");
   EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageData158");
-
   EnvironmentOverrides o = environmentOverrides();
   o.bundleVersion = "";
   ScopedEnvironmentOverrides unknown(o);
   EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
   EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageDataversion_unknown");
-}
-
-TEST(OVStorageManagerTest, NewManagerStartsEmptyInTheDefaultDirectoryAndSavesNothing) {
-  testing::TestEnvironment env;
-  auto manager = freshManager();
-  ASSERT_TRUE(manager->defStorage());
-  EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()),
-            env.path() / "data" / "org.orvane.tests");
-  EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
-  EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
 TEST(OVStorageManagerTest, UpdatesAndRemovalsSurviveARestart) {
@@ -308,13 +300,7 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
   for (int round = 0; round < 10; ++round) {
     SCOPED_TRACE(round);
     testing::TestEnvironment env;
-    int progress[2];
-    ASSERT_EQ(pipe(progress), 0);
-    std::fflush(nullptr);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(progress[0]);
+    testing::ChildProcess writer([] {
       auto manager = freshManager();
       for (int step = 1;; ++step) {
         const int item = (step * 7) % kItems;
@@ -323,20 +309,15 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
         if (item != 0 && step % 5 == 0)
           manager->removeDataWithIdentifier("item-" + std::to_string(item));
         else
-          manager->updateDataWithIdentifier(versionBytes(item, step),
-                                            "item-" + std::to_string(item));
-        if (step == 30) (void)!write(progress[1], "r", 1);
+          manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));
+        if (step == 30) std::fputs("running\n", stderr);
       }
-    }
-    close(progress[1]);
-    char ready = 0;
-    const bool started = read(progress[0], &ready, 1) == 1;
-    close(progress[0]);
-    if (started) std::this_thread::sleep_for(std::chrono::milliseconds(5 + 23 * round));
-    kill(pid, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    ASSERT_TRUE(started && WIFSIGNALED(status));
+      return 0;
+    });
+    ASSERT_TRUE(writer.waitForText("running\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(5 + 23 * round));
+    writer.kill(SIGKILL);
+    ASSERT_EQ(writer.wait().signal, SIGKILL);
 
     auto result = testing::runInChild([] {
       auto manager = freshManager();
@@ -361,12 +342,9 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
     });
     ASSERT_EQ(result.exitCode, 0) << result.stderrText;
     // Each item that read nothing logged the damage line.
-    const auto& log = result.stderrText;
-    std::size_t damageLines = 0;
-    for (std::size_t at = 0;
-         (at = log.find("Warning the chunk file has been damaged.", at)) != std::string::npos; ++at)
-      ++damageLines;
-    EXPECT_NE(log.find("missing=" + std::to_string(damageLines) + "\n"), std::string::npos) << log;
+    EXPECT_NE(result.stderrText.find("missing=" + std::to_string(testing::damageLines(result.stderrText)) + "\n"),
+              std::string::npos)
+        << result.stderrText;
   }
 }
 

@@ -5,6 +5,7 @@
 #include "Platform/Foundation/FileSystem.h"
 
 #include <algorithm>
+#include <fstream>
 #include <regex>
 
 #include "Storage/StorageTestSupport.h"
@@ -27,23 +28,36 @@ std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir, std::string_vi
   return OVStorage::initWithDestinationIdentifierError((dir / "items").string(), id, nullptr);
 }
 
-TEST(OVStorageTest, DefaultStoresShareTheApplicationDirectoryWithFreshIdentifiers) {
+TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) {
   testing::TestEnvironment env;
-  auto first = OVStorage::init();
-  auto second = OVStorage::init();
+  auto first = OVStorage::init(), second = OVStorage::init();
   ASSERT_TRUE(first && second);
   const auto expected = (env.path() / "data" / "org.orvane.tests").string();
   EXPECT_EQ(OVStorage::defaultDestinationPath(), expected);
-  EXPECT_EQ(first->destinationPath(), expected);
-  EXPECT_EQ(second->destinationPath(), expected);
-  EXPECT_TRUE(isUUIDText(first->identifier())) << first->identifier();
-  EXPECT_TRUE(isUUIDText(second->identifier())) << second->identifier();
+  for (const auto& store : {first, second}) {
+    EXPECT_EQ(store->destinationPath(), expected);
+    EXPECT_TRUE(isUUIDText(store->identifier())) << store->identifier();
+    EXPECT_EQ(fileSize(store->filePathWithIdentifier(store->identifier())), 0);
+  }
   EXPECT_NE(first->identifier(), second->identifier());
-  EXPECT_EQ(fileSize(first->filePathWithIdentifier(first->identifier())), 0);
-  EXPECT_EQ(fileSize(second->filePathWithIdentifier(second->identifier())), 0);
+  EXPECT_TRUE(isUUIDText(OVStorage::makeIdentifierWithString("")));
+  EXPECT_NE(OVStorage::makeIdentifierWithString(""), OVStorage::makeIdentifierWithString(""));
+  EXPECT_EQ(OVStorage::makeIdentifierWithString("abc"), "900150983CD24FB0D6963F7D28E17F72");
+
+  auto store = OVStorage::initWithIdentifier("named");
+  ASSERT_TRUE(store && store->saveDataWithIdentifier(itemBytes(100, 1), "a"));
+  const auto chunkPath = store->filePathWithIdentifier("named");
+  EXPECT_EQ(fileSize(chunkPath), 100);
+  auto again = OVStorage::initWithIdentifier("named");
+  ASSERT_TRUE(again);
+  EXPECT_EQ(fileSize(chunkPath), 0);
+  EXPECT_TRUE(again->allStorageItemIdentifiers().empty());
+  auto unnamed = OVStorage::initWithDestinationIdentifierError((env.path() / "d").string(), "", nullptr);
+  ASSERT_TRUE(unnamed);
+  EXPECT_TRUE(isUUIDText(unnamed->identifier()));
 }
 
-TEST(OVStorageTest, DefaultDirectoryFallsBackToTheCacheDirectory) {
+TEST(OVStorageTest, DestinationsFallBackToTheCacheOrFailWithAnError) {
   testing::TempDir dir;
   EnvironmentOverrides o;
   o.applicationIdentifier = "org.orvane.fallback";
@@ -53,49 +67,16 @@ TEST(OVStorageTest, DefaultDirectoryFallsBackToTheCacheDirectory) {
   const auto path = OVStorage::defaultDestinationPath();
   EXPECT_EQ(path, (dir / "cache" / "org.orvane.fallback").string());
   EXPECT_TRUE(std::filesystem::is_directory(path));
-}
 
-TEST(OVStorageTest, InitializersAlwaysStartEmpty) {
-  testing::TestEnvironment env;
-  auto store = OVStorage::initWithIdentifier("named");
-  ASSERT_TRUE(store);
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(100, 1), "a"));
-  const auto chunkPath = store->filePathWithIdentifier("named");
-  EXPECT_EQ(fileSize(chunkPath), 100);
-
-  auto again = OVStorage::initWithIdentifier("named");
-  ASSERT_TRUE(again);
-  EXPECT_EQ(fileSize(chunkPath), 0);
-  EXPECT_TRUE(again->allStorageItemIdentifiers().empty());
-
-  auto unnamed =
-      OVStorage::initWithDestinationIdentifierError((env.path() / "d").string(), "", nullptr);
-  ASSERT_TRUE(unnamed);
-  EXPECT_TRUE(isUUIDText(unnamed->identifier()));
-}
-
-TEST(OVStorageTest, DestinationThatCannotBeCreated) {
-  testing::TempDir dir;
-  {
-    std::FILE* f = std::fopen((dir / "plain").c_str(), "w");
-    ASSERT_TRUE(f);
-    std::fclose(f);
-  }
+  std::ofstream(dir / "plain") << "a file";
   const auto bad = (dir / "plain" / "store").string();
   NSError error;
   EXPECT_EQ(OVStorage::initWithDestinationIdentifierError(bad, "s", &error), nullptr);
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
   EXPECT_FALSE(error.localizedDescription().empty());
-
   NSError untouched{"unchanged", 7, {}};
   EXPECT_EQ(OVStorage::initWithDestinationError(bad, &untouched), nullptr);
   EXPECT_EQ(untouched, (NSError{"unchanged", 7, {}}));
-}
-
-TEST(OVStorageTest, MakeIdentifierWithString) {
-  EXPECT_TRUE(isUUIDText(OVStorage::makeIdentifierWithString("")));
-  EXPECT_NE(OVStorage::makeIdentifierWithString(""), OVStorage::makeIdentifierWithString(""));
-  EXPECT_EQ(OVStorage::makeIdentifierWithString("abc"), "900150983CD24FB0D6963F7D28E17F72");
 }
 
 TEST(OVStorageTest, ItemsGoBackToBackAndAreOverwrittenInPlaceWhenTheyFit) {

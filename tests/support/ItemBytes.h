@@ -1,10 +1,12 @@
 #pragma once
 
-// Item bytes for tests, benchmarks and the demo: `size` bytes that look random
-// and differ from item to item (by `seed`), the same on every run.
+// Data for tests, benchmarks and the demo, the same on every run: `size` bytes
+// that look random and differ from item to item (by `seed`), or text of a few
+// repeated words that compresses well.
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "orvane/Platform/Foundation/Data.h"
 
@@ -18,6 +20,19 @@ inline Data itemBytes(std::size_t size, std::uint32_t seed) {
     b = static_cast<std::uint8_t>(x >> 24);
   }
   return bytes;
+}
+
+inline Data textBytes(std::size_t size, std::uint32_t seed = 7) {
+  static constexpr std::string_view kWords[] = {"image ", "photo ", "chunk ", "thumbnail ",
+                                                "the ",   "a ",     "\n"};
+  const Data pick = itemBytes(size, seed);
+  Data text;
+  for (std::size_t i = 0; text.size() < size; ++i) {
+    const std::string_view w = kWords[pick[i % size] % std::size(kWords)];
+    text.insert(text.end(), w.begin(), w.end());
+  }
+  text.resize(size);
+  return text;
 }
 
 }  // namespace orvane::testing

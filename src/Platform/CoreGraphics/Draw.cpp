@@ -736,7 +736,7 @@ void enlarge8(const DrawTarget& target, const PixelFormat& src, const Axis& ax, 
     const std::uint16_t b = ax.count[j] > 1 ? static_cast<std::uint16_t>(std::lround(w[1] * 256.f)) : 0;
     wq[2 * j] = a;
     wq[2 * j + 1] = b;
-    for (int k = 0; k < 4; ++k) {
+    for (int k = 0; C == 4 && k < 4; ++k) {  // lanes exist for four channels only
       lanes[8 * static_cast<std::size_t>(j) + static_cast<std::size_t>(k)] = a;
       lanes[8 * static_cast<std::size_t>(j) + 4 + static_cast<std::size_t>(k)] = b;
     }

@@ -14,18 +14,13 @@ namespace {
 
 TEST(NSAppearanceTest, PlatformNamesAreTheirOwnTextAndUnknownNamesHaveNoAppearance) {
   const std::pair<std::string_view, const char*> names[] = {
-      {NSAppearanceNameAqua, "NSAppearanceNameAqua"},
-      {NSAppearanceNameDarkAqua, "NSAppearanceNameDarkAqua"},
-      {NSAppearanceNameVibrantLight, "NSAppearanceNameVibrantLight"},
-      {NSAppearanceNameVibrantDark, "NSAppearanceNameVibrantDark"},
-      {NSAppearanceNameAccessibilityHighContrastAqua,
-       "NSAppearanceNameAccessibilityHighContrastAqua"},
-      {NSAppearanceNameAccessibilityHighContrastDarkAqua,
-       "NSAppearanceNameAccessibilityHighContrastDarkAqua"},
-      {NSAppearanceNameAccessibilityHighContrastVibrantLight,
-       "NSAppearanceNameAccessibilityHighContrastVibrantLight"},
-      {NSAppearanceNameAccessibilityHighContrastVibrantDark,
-       "NSAppearanceNameAccessibilityHighContrastVibrantDark"},
+#define NAME(n) {n, #n}
+      NAME(NSAppearanceNameAqua), NAME(NSAppearanceNameDarkAqua), NAME(NSAppearanceNameVibrantLight),
+      NAME(NSAppearanceNameVibrantDark), NAME(NSAppearanceNameAccessibilityHighContrastAqua),
+      NAME(NSAppearanceNameAccessibilityHighContrastDarkAqua),
+      NAME(NSAppearanceNameAccessibilityHighContrastVibrantLight),
+      NAME(NSAppearanceNameAccessibilityHighContrastVibrantDark),
+#undef NAME
   };
   for (const auto& [constant, text] : names) {
     EXPECT_EQ(constant, text);
@@ -59,13 +54,8 @@ TEST(NSColorTest, HighlightBlendsTowardWhiteAndKeepsAlpha) {
   struct Case {
     double level, r, g, b;
   };
-  const Case cases[] = {
-      {0.0, 0.2, 0.6, 0.0},                           // the colour itself, exactly
-      {1.0, 1.0, 1.0, 1.0},                           // the highlight colour, exactly
-      {0.5, 0.6, 0.8, 0.5},                           // halfway
-      {0.25, 0.4, 0.7, 0.25}, {-3.0, 0.2, 0.6, 0.0},  // clamped to 0
-      {7.0, 1.0, 1.0, 1.0},                           // clamped to 1
-  };
+  // Halfway, a quarter, clamped to 0 and 1.
+  const Case cases[] = {{0.5, 0.6, 0.8, 0.5}, {0.25, 0.4, 0.7, 0.25}, {-3.0, 0.2, 0.6, 0.0}, {7.0, 1.0, 1.0, 1.0}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.level);
     auto blended = color->highlightWithLevel(c.level);
@@ -75,7 +65,7 @@ TEST(NSColorTest, HighlightBlendsTowardWhiteAndKeepsAlpha) {
     EXPECT_DOUBLE_EQ(blended->blueComponent(), c.b);
     EXPECT_EQ(blended->alphaComponent(), 0.4);
   }
-  expectColor(color->highlightWithLevel(0.0), 0.2, 0.6, 0.0, 0.4);
+  expectColor(color->highlightWithLevel(0.0), 0.2, 0.6, 0.0, 0.4);  // exactly
   expectColor(color->highlightWithLevel(1.0), 1.0, 1.0, 1.0, 0.4);
   EXPECT_EQ(color->highlightWithLevel(std::numeric_limits<double>::quiet_NaN()), nullptr);
   expectColor(color, 0.2, 0.6, 0.0, 0.4);  // the receiver never changes

@@ -263,5 +263,36 @@ TEST(NSBitmapImageRepTest, BitmapDataIsAPrivateWritableCopy) {
   EXPECT_EQ(rep->bitmapData(), data) << "one copy";
 }
 
+TEST(NSGraphicsContextTest, StateStackRestoresTheContextAndItsGraphicsState) {
+  EXPECT_EQ(NSGraphicsContext::graphicsContextWithCGContextFlipped(nullptr, false), nullptr);
+  const auto a = NSGraphicsContext::graphicsContextWithCGContextFlipped(rgbaBitmap(2, 2), true);
+  const auto b = NSGraphicsContext::graphicsContextWithCGContextFlipped(rgbaBitmap(2, 2), false);
+  EXPECT_TRUE(a->isFlipped());
+  EXPECT_FALSE(b->isFlipped());
+
+  EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr);
+  NSGraphicsContext::saveGraphicsState();  // saves "none"
+  NSGraphicsContext::setCurrentContext(a);
+  NSGraphicsContext::saveGraphicsState();
+  CGContextTranslateCTM(a->CGContext(), 5, 7);
+  NSGraphicsContext::setCurrentContext(b);
+  NSGraphicsContext::restoreGraphicsState();
+  EXPECT_EQ(NSGraphicsContext::currentContext(), a);
+  EXPECT_EQ(CGContextGetCTM(a->CGContext()), CGAffineTransformIdentity);
+
+  std::thread([&] {
+    EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr) << "each thread has its own";
+    NSGraphicsContext::setCurrentContext(b);
+    NSGraphicsContext::restoreGraphicsState();  // its stack is empty
+    EXPECT_EQ(NSGraphicsContext::currentContext(), b);
+  }).join();
+  EXPECT_EQ(NSGraphicsContext::currentContext(), a);
+
+  NSGraphicsContext::restoreGraphicsState();
+  EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr);
+  NSGraphicsContext::restoreGraphicsState();  // nothing saved: no change
+  EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr);
+}
+
 }  // namespace
 }  // namespace orvane

@@ -72,7 +72,7 @@ TEST_F(MainScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth)
   ASSERT_NE(screen, nullptr);
   EXPECT_EQ(screen->resolution(), (CGSize{144, 150}));
   EXPECT_EQ(screen->backingScaleFactor(), 2.0);
-  const NSDictionary description = screen->deviceDescription();
+  const NSDictionary description = screen->deviceDescription();  // a value: keep it alive
   const NSPropertyValue* resolution = description.objectForKey("NSDeviceResolution");
   ASSERT_NE(resolution, nullptr);
   EXPECT_EQ(resolution->sizeValue(), (CGSize{144, 150}));

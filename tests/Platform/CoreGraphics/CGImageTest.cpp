@@ -156,49 +156,44 @@ TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
   EXPECT_EQ(decoder->decodes, 1);
 }
 
-TEST(DecoderImage, ShrinkingDrawUsesAReducedDecodeBigEnough) {
-  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, true, true);
-  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
-  const auto ctx = argb(16, 8);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 13, 7.5), img);
-  EXPECT_EQ(decoder->decodes, 0);
-  EXPECT_EQ(decoder->streams, 0);
-  EXPECT_EQ(decoder->asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
-  EXPECT_EQ(at(ctx, 5, 3)[1], 110);
-}
-
-TEST(DecoderImage, ShrinkingDrawStreamsRowsWithoutAFullDecode) {
-  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, false, true);
-  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
-  const auto ctx = argb(16, 8);
-  // The lower half of the image falls outside the bitmap: streaming stops
-  // once the visible rows are in.
-  CGContextDrawImage(ctx, CGRectMake(0, -8, 16, 16), img);
-  EXPECT_EQ(decoder->decodes, 0);
-  EXPECT_EQ(decoder->streams, 1);
-  EXPECT_LT(decoder->rowsStreamed, 32);
-  EXPECT_EQ(at(ctx, 5, 3), (std::array<int, 4>{255, 100, 100, 100}));
-}
-
-TEST(DecoderImage, FallsBackToTheFullDecodeWhenStreamingFails) {
-  auto decoder = std::make_shared<FakeDecoder>(64, 32, 100, false, true, true);
-  const auto img = CGImageCreateWithDecoder(rgbaLayout(64, 32), srgb(), decoder);
-  const auto ctx = argb(16, 8);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 16, 8), img);
-  EXPECT_EQ(decoder->decodes, 1);
-  EXPECT_EQ(at(ctx, 5, 7), (std::array<int, 4>{255, 100, 100, 100}));
-}
-
-TEST(DecoderImage, EnlargingOrDecodedImagesUseThePixels) {
-  auto decoder = std::make_shared<FakeDecoder>(4, 4, 100, true, true);
-  const auto img = CGImageCreateWithDecoder(rgbaLayout(4, 4), srgb(), decoder);
-  const auto ctx = argb(8, 8);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 8, 8), img);
-  EXPECT_EQ(decoder->decodes, 1);
-  EXPECT_EQ(decoder->reducedCalls, 0);
-  CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
-  EXPECT_EQ(decoder->reducedCalls, 0);
-  EXPECT_EQ(decoder->streams, 0);
+// Shrinking draws use a reduced decode big enough, else stream rows (and stop
+// once the visible rows are in), else decode in full; enlarging and 1:1 draws
+// use the full decode.
+TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
+  const struct {
+    const char* name;
+    int side;
+    bool reduced, stream, streamFails;
+    CGRect rect;
+    int decodes, streams, value;
+  } cases[] = {
+      {"reduced", 64, true, true, false, CGRectMake(0, 0, 13, 7.5), 0, 0, 110},
+      {"streamed", 64, false, true, false, CGRectMake(0, -8, 16, 16), 0, 1, 100},
+      {"streaming fails", 64, false, true, true, CGRectMake(0, 0, 16, 8), 1, 1, 100},
+      {"enlarged", 4, true, true, false, CGRectMake(0, 0, 16, 8), 1, 0, 100},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto decoder = std::make_shared<FakeDecoder>(c.side, c.side / 2, 100, c.reduced, c.stream, c.streamFails);
+    const auto img = CGImageCreateWithDecoder(rgbaLayout(c.side, c.side / 2), srgb(), decoder);
+    const auto ctx = argb(16, 8);
+    CGContextDrawImage(ctx, c.rect, img);
+    EXPECT_EQ(decoder->decodes, c.decodes);
+    EXPECT_EQ(decoder->streams, c.streams);
+    EXPECT_EQ(at(ctx, 5, 3), (std::array<int, 4>{255, c.value, c.value, c.value}));
+    EXPECT_EQ(at(ctx, 5, 7)[1], c.value);
+    if (c.reduced && c.side == 64) {
+      EXPECT_EQ(decoder->asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
+    }
+    if (c.streams && !c.streamFails) {
+      EXPECT_LT(decoder->rowsStreamed, 32);
+    }
+    if (c.side == 4) {
+      CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
+      EXPECT_EQ(decoder->reducedCalls, 0);
+      EXPECT_EQ(decoder->streams, 0);
+    }
+  }
 }
 
 TEST(DecoderImage, RefusesLayoutsAndSizesItCannotHold) {

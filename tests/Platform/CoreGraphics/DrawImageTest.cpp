@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -204,12 +205,35 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   const auto img = image8(2, 1, 4, kCGImageAlphaNoneSkipLast, {0, 0, 0, 9, 255, 255, 255, 9});
   for (const Case& c : cases) {
     const auto ctx = argb(4, 1);
+    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
     CGContextSetInterpolationQuality(ctx, c.quality);
+    EXPECT_EQ(CGContextGetInterpolationQuality(ctx), c.quality);
     CGContextDrawImage(ctx, CGRectMake(0, 0, 4, 1), img);
     for (int x = 0; x < 4; ++x) {
       EXPECT_EQ(at(ctx, x, 0)[0], 255);
       EXPECT_NEAR(at(ctx, x, 0)[1], c.want[x], 1.0) << c.quality << " " << x;
     }
+  }
+}
+
+// High quality enlarges with Catmull-Rom weights over four taps, the taps past
+// the ends folded onto the edge pixels, worked out here on their own.
+TEST(DrawImage, HighQualityEnlargingIsCatmullRom) {
+  const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
+  const int n = 7, W = 18;
+  std::vector<std::uint8_t> px;
+  for (std::uint8_t v : values) px.insert(px.end(), {v, v, v, 255});
+  const auto img = image8(n, 1, 4, kCGImageAlphaPremultipliedLast, px);
+  const auto ctx = argb(W, 1);
+  CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
+  for (int x = 0; x < W; ++x) {
+    const double s = (x + 0.5) * n / W - 0.5, i0 = std::floor(s), t = s - i0;
+    const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
+                         (-3 * t * t * t + 4 * t * t + t) / 2, (t * t * t - t * t) / 2};
+    double want = 0;
+    for (int k = 0; k < 4; ++k) want += w[k] * values[std::clamp(int(i0) - 1 + k, 0, n - 1)];
+    EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << x;
   }
 }
 
@@ -252,6 +276,9 @@ TEST(DrawImage, ReadsEveryImageLayout) {
     CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), img);
     const auto p = at(ctx, 0, 0);
     for (int k = 0; k < 4; ++k) EXPECT_NEAR(p[k], c.argb[k], 1) << c.name << " byte " << k;
+    const auto big = argb(3, 3);  // enlarged, the one pixel everywhere
+    CGContextDrawImage(big, CGRectMake(0, 0, 3, 3), img);
+    for (int k = 0; k < 4; ++k) EXPECT_NEAR(at(big, 1, 1)[k], c.argb[k], 1) << c.name << " enlarged byte " << k;
   }
 }
 
@@ -285,6 +312,8 @@ TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   CGContextDrawImage(ctx, CGRectMake(0, 0, 0, 2), img);
   CGContextDrawImage(ctx, CGRectNull, img);
   CGContextDrawImage(ctx, CGRectMake(NAN, 0, 2, 2), img);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, INFINITY, 2), img);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, INFINITY), img);
   CGContextDrawImage(ctx, CGRectMake(1e300, -1e300, 1e300, 1e300), img);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
   CGContextDrawImage(ctx, CGRectMake(3, 0, 1e6, 2), img);

@@ -51,62 +51,56 @@ Data arrayOf(std::vector<std::uint8_t> refs) {
   return refs;
 }
 
-TEST(BinaryPropertyListTest, IntegersRoundTripAtEveryWidth) {
-  const std::int64_t values[] = {0,
-                                 1,
-                                 255,
-                                 256,
-                                 65535,
-                                 65536,
-                                 0xFFFFFFFFll,
-                                 0x100000000ll,
-                                 std::numeric_limits<std::int64_t>::max(),
-                                 -1,
-                                 std::numeric_limits<std::int64_t>::min()};
-  Writer w;
-  std::vector<ObjectRef> refs;
-  for (auto v : values) refs.push_back(w.addInteger(v));
-  const Data bytes = w.finish(w.addArray(refs));
-  const auto r = Reader::parse(bytes);
-  ASSERT_TRUE(r);
-  ASSERT_EQ(r->type(r->top()), Type::Array);
-  ASSERT_EQ(r->count(r->top()), std::size(values));
-  for (std::size_t i = 0; i < std::size(values); ++i) {
-    const ObjectRef item = r->item(r->top(), i);
-    EXPECT_EQ(r->type(item), Type::Integer);
-    EXPECT_EQ(r->integer(item), values[i]) << i;
+// A chain of n arrays each holding the next, outermost first or last in the table.
+RawPlist chain(std::size_t n, bool innerFirst) {
+  RawPlist p;
+  p.refSize = p.offsetSize = 2;
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t next = innerFirst ? i - 1 : i + 1;
+    if (innerFirst ? i == 0 : i + 1 == n) p.objects.push_back({0xA0});
+    else p.objects.push_back({0xA1, static_cast<std::uint8_t>(next >> 8), static_cast<std::uint8_t>(next)});
   }
+  if (innerFirst) p.top = n - 1;
+  return p;
 }
 
-TEST(BinaryPropertyListTest, StringsDataAndUidsRoundTrip) {
-  const std::string texts[] = {
-      "", "short",
-      "exactly fifteen",  // first length that needs an extended count
-      std::string(300, 'x'),
-      "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7"};  // é € and a surrogate pair
+TEST(BinaryPropertyListTest, ValuesRoundTripAtEveryWidth) {
+  const std::int64_t integers[] = {0, 1, 255, 256, 65535, 65536, 0xFFFFFFFFll, 0x100000000ll,
+                                   INT64_MAX, -1, INT64_MIN};
+  const std::string texts[] = {"", "short", "exactly fifteen", std::string(300, 'x'),
+                               "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB7", "a\xFF" "b\xC3"};
   Writer w;
   std::vector<ObjectRef> refs;
+  for (auto v : integers) refs.push_back(w.addInteger(v));
   for (const auto& t : texts) refs.push_back(w.addString(t));
   const Data blob(70000, 0xAB);
   refs.push_back(w.addData(blob));
   refs.push_back(w.addData({}));
   refs.push_back(w.addUID(0));
   refs.push_back(w.addUID(0x1234567890ull));
-  const Data bytes = w.finish(w.addArray(refs));
+  const Data bytes = w.finish(w.addArray(refs));  // the reader keeps a view of it
   const auto r = Reader::parse(bytes);
   ASSERT_TRUE(r);
-  for (std::size_t i = 0; i < std::size(texts); ++i) {
-    const ObjectRef item = r->item(r->top(), i);
-    EXPECT_EQ(r->string(item), texts[i]);
-    EXPECT_TRUE(r->stringEquals(item, texts[i]));
+  ASSERT_EQ(r->count(r->top()), refs.size());
+  auto item = [&](std::size_t i) { return r->item(r->top(), i); };
+  std::size_t i = 0;
+  for (auto v : integers) {
+    EXPECT_EQ(r->type(item(i)), Type::Integer);
+    EXPECT_EQ(r->integer(item(i++)), v);
   }
-  EXPECT_EQ(r->type(r->item(r->top(), 4)), Type::Utf16String);
-  EXPECT_EQ(r->count(r->item(r->top(), 4)), 9u);  // code units: the emoji counts two
-  const ByteView readBlob = r->bytes(r->item(r->top(), 5));
+  for (std::size_t t = 0; t + 1 < std::size(texts); ++t, ++i) {
+    EXPECT_EQ(r->string(item(i)), texts[t]);
+    EXPECT_TRUE(r->stringEquals(item(i), texts[t]));
+  }
+  EXPECT_EQ(r->type(item(i - 1)), Type::Utf16String);
+  EXPECT_EQ(r->count(item(i - 1)), 9u);  // code units: the emoji counts two
+  // Invalid UTF-8 is written as replacement characters.
+  EXPECT_EQ(r->string(item(i++)), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");
+  const ByteView readBlob = r->bytes(item(i++));
   EXPECT_EQ(Data(readBlob.begin(), readBlob.end()), blob);
-  EXPECT_EQ(r->bytes(r->item(r->top(), 6)).size(), 0u);
-  EXPECT_EQ(r->uid(r->item(r->top(), 7)), 0u);
-  EXPECT_EQ(r->uid(r->item(r->top(), 8)), 0x1234567890ull);
+  EXPECT_EQ(r->bytes(item(i++)).size(), 0u);
+  EXPECT_EQ(r->uid(item(i++)), 0u);
+  EXPECT_EQ(r->uid(item(i)), 0x1234567890ull);
 }
 
 // The writer keeps its tables' room for the thread's next property list, but
@@ -127,18 +121,6 @@ TEST(BinaryPropertyListTest, ThreadKeepsAtMostAFewMebibytesForTheNextWriter) {
       }
     }
   }).join();
-}
-
-TEST(BinaryPropertyListTest, InvalidUtf8IsWrittenAsReplacementCharacters) {
-  Writer w;
-  const Data bytes =
-      w.finish(w.addString("a\xFF"
-                           "b\xC3"));
-  const auto r = Reader::parse(bytes);
-  ASSERT_TRUE(r);
-  EXPECT_EQ(r->string(r->top()),
-            "a\xEF\xBF\xBD"
-            "b\xEF\xBF\xBD");
 }
 
 TEST(BinaryPropertyListTest, UniqueStringsAreSharedAndReferenceWidthGrows) {
@@ -170,13 +152,9 @@ TEST(BinaryPropertyListTest, UniqueStringsAreSharedAndReferenceWidthGrows) {
 
 TEST(BinaryPropertyListTest, AcceptsHandMadeListsWithOtherTypes) {
   RawPlist p;
-  p.objects = {arrayOf({1, 2, 3, 4, 5, 6}),
-               {0x00},
-               {0x09},
-               {0x23, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0},
-               {0x33, 0, 0, 0, 0, 0, 0, 0, 0},
-               {0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-               {0xC1, 1}};
+  p.objects = {arrayOf({1, 2, 3, 4, 5, 6}), {0x00}, {0x09}, {0x23, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0},
+               {0x33, 0, 0, 0, 0, 0, 0, 0, 1},
+               {0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, {0xC1, 1}};
   const Data bytes = p.build();
   const auto r = Reader::parse(bytes);
   ASSERT_TRUE(r);
@@ -184,6 +162,8 @@ TEST(BinaryPropertyListTest, AcceptsHandMadeListsWithOtherTypes) {
   EXPECT_TRUE(r->boolean(2));
   EXPECT_EQ(r->type(3), Type::Real);
   EXPECT_EQ(r->type(4), Type::Date);
+  EXPECT_EQ(r->integer(3), 0x3FF0000000000000);  // the bit patterns of 1.0 and of the date
+  EXPECT_EQ(r->integer(4), 1);
   EXPECT_EQ(static_cast<std::uint64_t>(r->integer(5)), ~std::uint64_t{0});
   EXPECT_EQ(r->type(6), Type::Set);
 }
@@ -210,47 +190,26 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
   cases.push_back({"huge extended count",
                    simple({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})});
   cases.push_back({"extended count that is no integer", simple({{0x4F, 0x51, 'a'}})});
+  cases.push_back({"extended count of 16 bytes",
+                   simple({{0x5F, 0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 'a'}})});
   cases.push_back({"unknown marker", simple({{0x70}})});
   cases.push_back({"fill byte as an object", simple({{0x0F}})});
   cases.push_back({"integer of 32 bytes", simple({{0x15, 0}})});
   cases.push_back({"128-bit integer beyond 64 bits",
                    simple({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})});
   cases.push_back({"UID of 9 bytes", simple({{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}})});
-  {
+  auto one = [&](const char* what, auto change) {
     RawPlist p = simple({{0x10, 1}});
-    p.top = 1;
-    cases.push_back({"top object out of range", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.countDelta = 1000;
-    cases.push_back({"more objects than the offset table holds", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.offsetOverride = {2};
-    cases.push_back({"offset inside the header", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.offsetOverride = {10};
-    cases.push_back({"offset at the offset table", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.tableOffsetDelta = 100;
-    cases.push_back({"offset table past the end", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.refSize = 0;
-    cases.push_back({"reference size 0", p});
-  }
-  {
-    RawPlist p = simple({{0x10, 1}});
-    p.offsetSize = 9;
-    cases.push_back({"offset size 9", p});
-  }
+    change(p);
+    cases.push_back({what, p});
+  };
+  one("top object out of range", [](RawPlist& p) { p.top = 1; });
+  one("more objects than the offset table holds", [](RawPlist& p) { p.countDelta = 1000; });
+  one("offset inside the header", [](RawPlist& p) { p.offsetOverride = {2}; });
+  one("offset at the offset table", [](RawPlist& p) { p.offsetOverride = {10}; });
+  one("offset table past the end", [](RawPlist& p) { p.tableOffsetDelta = 100; });
+  one("reference size 0", [](RawPlist& p) { p.refSize = 0; });
+  one("offset size 9", [](RawPlist& p) { p.offsetSize = 9; });
   {
     // Many offsets naming the same array: the objects claim more bytes than
     // the file holds, which would make reading quadratic.
@@ -259,34 +218,8 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
     p.offsetOverride[1] = 8 + 15;
     cases.push_back({"offsets sharing one array", p});
   }
-  {
-    // A chain of arrays one deeper than allowed.
-    RawPlist p;
-    const std::size_t n = Reader::kMaxDepth + 1;
-    p.refSize = 2;
-    for (std::size_t i = 0; i < n; ++i) {
-      if (i + 1 < n)
-        p.objects.push_back(
-            {0xA1, static_cast<std::uint8_t>((i + 1) >> 8), static_cast<std::uint8_t>(i + 1)});
-      else
-        p.objects.push_back({0xA0});
-    }
-    p.offsetSize = 2;
-    cases.push_back({"nesting beyond the depth limit", p});
-  }
-  {
-    // The same chain with the innermost array first in the object table.
-    RawPlist p;
-    const std::size_t n = Reader::kMaxDepth + 1;
-    p.refSize = 2;
-    p.offsetSize = 2;
-    p.objects.push_back({0xA0});
-    for (std::size_t i = 1; i < n; ++i)
-      p.objects.push_back(
-          {0xA1, static_cast<std::uint8_t>((i - 1) >> 8), static_cast<std::uint8_t>(i - 1)});
-    p.top = n - 1;
-    cases.push_back({"nesting beyond the depth limit, inner objects first", p});
-  }
+  cases.push_back({"nesting beyond the depth limit", chain(Reader::kMaxDepth + 1, false)});
+  cases.push_back({"nesting beyond the limit, inner first", chain(Reader::kMaxDepth + 1, true)});
   for (const auto& c : cases) EXPECT_FALSE(Reader::parse(c.plist.build())) << c.what;
 
   EXPECT_FALSE(Reader::parse(dataOf("bplist01" + std::string(40, '\0'))));
@@ -294,23 +227,11 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
 }
 
 TEST(BinaryPropertyListTest, AcceptsSharedObjectsAndNestingAtTheLimit) {
-  {
-    // The same string under two arrays: shared, not a cycle.
-    RawPlist p;
-    p.objects = {arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}};
-    EXPECT_TRUE(Reader::parse(p.build()));
-  }
-  {
-    RawPlist p;
-    const std::size_t n = Reader::kMaxDepth;
-    p.refSize = 2;
-    p.offsetSize = 2;
-    for (std::size_t i = 0; i + 1 < n; ++i)
-      p.objects.push_back(
-          {0xA1, static_cast<std::uint8_t>((i + 1) >> 8), static_cast<std::uint8_t>(i + 1)});
-    p.objects.push_back({0xA0});
-    EXPECT_TRUE(Reader::parse(p.build()));
-  }
+  RawPlist shared;  // the same string under two arrays: shared, not a cycle
+  shared.objects = {arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}};
+  EXPECT_TRUE(Reader::parse(shared.build()));
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()));
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, true).build()));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ArchiverTestClasses.h"
-#include "KeyedArchiveScript.h"
+#include "support/KeyedArchiveScript.h"
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 
 namespace orvane {
@@ -35,7 +35,9 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsOurArchive) {
   EXPECT_EQ(
       *described,
       R"({"$archiver": "NSKeyedArchiver", "$version": 100000, )"
-      R"("classRecords": {"ArchiverTestPoint": 1, "ArchiverTestRecord": 1, "NSMutableDictionary": 1}, )"
+      R"("classRecords": {"ArchiverTestPoint": [1, "NSObject"], )"
+      R"("ArchiverTestRecord": [1, "ArchiverTestBase", "NSObject"], )"
+      R"("NSMutableDictionary": [1, "NSDictionary", "NSObject"]}, )"
       R"("root": {"$$count": -42, "$class": "ArchiverTestRecord", "blob": {"$data": "00ff10"}, )"
       R"("children": {"$class": "NSMutableDictionary", "entries": {)"
       R"("b": {"$class": "ArchiverTestPoint", "x": 1, "y": 2}, )"
@@ -53,7 +55,7 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsALargeArchive) {
       testing::describeKeyedArchive(NSKeyedArchiver::archivedDataWithRootDictionary(dictionary));
   ASSERT_TRUE(described);
   EXPECT_NE(
-      described->find(R"("classRecords": {"ArchiverTestPoint": 1, "NSMutableDictionary": 1})"),
+      described->find(R"("classRecords": {"ArchiverTestPoint": [1, "NSObject"], "NSMutableDictionary": [1, )"),
       std::string::npos);
   EXPECT_NE(described->find(R"("id-0": {"$class": "ArchiverTestPoint", "x": 0, "y": 0})"),
             std::string::npos);

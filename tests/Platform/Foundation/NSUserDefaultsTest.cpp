@@ -1,10 +1,11 @@
 #include "orvane/Platform/Foundation/NSUserDefaults.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
@@ -35,6 +36,13 @@ std::vector<stdfs::path> filesStartingWith(const stdfs::path& dir, const std::st
 }
 
 std::size_t lineCount(const std::string& s) { return std::count(s.begin(), s.end(), '\n'); }
+
+// A database of 200 values of 3000 bytes.
+const stdfs::path& fill(const stdfs::path& file) {
+  auto d = NSUserDefaults::initWithPath(file);
+  for (int i = 0; i < 200; ++i) d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
+  return file;
+}
 
 TEST(NSUserDefaultsTest, ValuesPersistAcrossInstancesAndKeepEmptyAndBinaryValues) {
   testing::TempDir dir;
@@ -109,25 +117,12 @@ TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
   const Case cases[] = {
       {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }},
       {"truncated",
-       [](const stdfs::path& file) {
-         {
-           auto d = NSUserDefaults::initWithPath(file);
-           for (int i = 0; i < 200; ++i)
-             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
-         }
-         stdfs::resize_file(file, stdfs::file_size(file) / 2);
-       }},
+       [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }},
       {"overwritten pages",
        [](const stdfs::path& file) {
-         {
-           auto d = NSUserDefaults::initWithPath(file);
-           for (int i = 0; i < 200; ++i)
-             d->setObjectForKey(Data(3000, static_cast<std::uint8_t>(i)), std::to_string(i));
-         }
-         std::fstream f(file, std::ios::in | std::ios::out | std::ios::binary);
-         f.seekp(4096);
-         const std::string junk(8192, '\x5a');
-         f.write(junk.data(), static_cast<std::streamsize>(junk.size()));
+         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
+             .seekp(4096)
+             .write(std::string(8192, '\x5a').data(), 8192);
        }},
       {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }},
   };
@@ -227,6 +222,7 @@ TEST(NSUserDefaultsTest, DatabaseThatCannotBeCreatedAnswersNothingUntilItCan) {
     // Once the way is free, the same instance makes the database.
     stdfs::remove(dir / "not-a-directory");
     if (!d->setObjectForKey(bytesOf("v"), "k")) return 2;
+    if (!d->removeObjectForKey("other")) return 4;  // succeeds, and logs nothing
     return text(d->dataForKey("k")) == "v" ? 0 : 3;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
@@ -258,35 +254,23 @@ TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing)
   testing::TempDir dir;
   const stdfs::path file = dir / "defaults.sqlite3";
   constexpr int kKeys = 8, kRounds = 150;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  std::vector<pid_t> children;
-  for (int p = 0; p < 2; ++p) {
-    std::fflush(nullptr);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      close(ready[1]);
-      char go;
-      if (read(ready[0], &go, 1) != 1) _exit(3);
-      auto d = NSUserDefaults::initWithPath(file);
-      for (int round = 0; round < kRounds; ++round)
-        for (int k = 0; k < kKeys; ++k) {
-          const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
-          const std::string value = key + "@" + std::to_string(round);
-          if (!d->setObjectForKey(bytesOf(value), key)) _exit(1);
-        }
-      _exit(0);
-    }
-    children.push_back(pid);
-  }
-  close(ready[0]);
-  ASSERT_EQ(write(ready[1], "gg", 2), 2);  // both start at once
-  close(ready[1]);
-  for (pid_t pid : children) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  std::vector<std::unique_ptr<testing::ChildProcess>> children;
+  for (int p = 0; p < 2; ++p)
+    children.push_back(std::make_unique<testing::ChildProcess>(
+        [&, p] {
+          auto d = NSUserDefaults::initWithPath(file);
+          for (int round = 0; round < kRounds; ++round)
+            for (int k = 0; k < kKeys; ++k) {
+              const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
+              if (!d->setObjectForKey(bytesOf(key + "@" + std::to_string(round)), key)) return 1;
+            }
+          return 0;
+        },
+        true));
+  for (auto& child : children) child->release();  // both start at once
+  for (auto& child : children) {
+    const auto result = child->wait();
+    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
   }
   auto d = NSUserDefaults::initWithPath(file);
   for (int p = 0; p < 2; ++p)
@@ -294,6 +278,29 @@ TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing)
       const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
       EXPECT_EQ(text(d->dataForKey(key)), key + "@" + std::to_string(kRounds - 1));
     }
+}
+
+// Another process holds the write lock past one busy timeout: the write waits,
+// tries again and succeeds once the lock is gone.
+TEST(NSUserDefaultsConcurrencyTest, WriteOutlastsALockHeldBeyondTheBusyTimeout) {
+  testing::TempDir dir;
+  const stdfs::path file = dir / "defaults.sqlite3";
+  auto d = NSUserDefaults::initWithPath(file);
+  ASSERT_TRUE(d->setObjectForKey(bytesOf("before"), "k"));
+  testing::ChildProcess holder([&] {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(file.c_str(), &db) != SQLITE_OK) return 1;
+    if (sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) return 2;
+    std::fputs("locked\n", stderr);
+    std::fflush(stderr);
+    std::this_thread::sleep_for(std::chrono::milliseconds(6500));
+    sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    return sqlite3_close(db) == SQLITE_OK ? 0 : 3;
+  });
+  ASSERT_TRUE(holder.waitForText("locked\n"));
+  EXPECT_TRUE(d->setObjectForKey(bytesOf("after"), "k"));
+  EXPECT_EQ(holder.wait().exitCode, 0);
+  EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "after");
 }
 
 TEST(NSUserDefaultsConcurrencyTest, ThreadsShareOneInstance) {

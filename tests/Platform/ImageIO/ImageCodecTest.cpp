@@ -179,7 +179,15 @@ TEST(ImageCodec, RefusesOversizedAndForeignBytes) {
     EXPECT_FALSE(codec.decode(file));
     ++refused;
   }
-  EXPECT_EQ(refused, 3);
+  EXPECT_EQ(refused, 4);
+  // BMP is told by its header size: the sizes of the known headers only.
+  for (std::uint32_t size : {0u, 11u, 12u, 13u, 39u, 40u, 41u, 52u, 56u, 64u, 100u, 108u, 124u, 125u}) {
+    Data header = dataOf("BM");
+    header.resize(14);
+    for (int i = 0; i < 4; ++i) header.push_back(static_cast<std::uint8_t>(size >> (8 * i)));
+    const bool known = size == 12 || size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
+    EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
+  }
   const std::vector<std::string> foreign = {"", "GIF8", "BM", "\x89PNG\r\n", "II*", "\xFF\xD8", "hello world, no image"};
   for (const std::string& text : foreign) {
     EXPECT_EQ(sniffCodec(bytesOf(text)), nullptr) << text;
@@ -205,6 +213,16 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
     for (const double fraction : {0.1, 0.5, 0.9}) {
       const Data cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(file.size() * fraction));
       const auto pixels = codec.decode(cut);
+      // A decoder reads its own bytes only, never what lies beyond them.
+      Data beyondA = cut, beyondB = cut;
+      for (int i = 0; i < 8; ++i) beyondA.push_back(i % 2 ? 0x11 : 2), beyondB.push_back(i % 2 ? 0x22 : 2);
+      const auto a = codec.decode(ByteView(beyondA).first(cut.size())), b = codec.decode(ByteView(beyondB).first(cut.size()));
+      ASSERT_EQ(a.has_value(), pixels.has_value());
+      ASSERT_EQ(b.has_value(), pixels.has_value());
+      if (pixels) {
+        EXPECT_EQ(a->storage, pixels->storage) << "read past the end at " << fraction;
+        EXPECT_EQ(b->storage, pixels->storage) << "read past the end at " << fraction;
+      }
       RowCollector rows;
       const bool streamed = codec.decodeRows(cut, rows);
       EXPECT_EQ(streamed, pixels.has_value());
@@ -212,6 +230,12 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
       ASSERT_EQ(pixels->info.width, full->info.width);
       ASSERT_EQ(pixels->info.height, full->info.height);
       EXPECT_EQ(rows.rows, pixels->info.height);
+      // BMP streams through the decoder itself: rows past the cut are zero there too.
+      if (codec.format() == ImageFormat::BMP) {
+        EXPECT_TRUE(rows.bytes.size() == pixels->byteCount() &&
+                    std::memcmp(rows.bytes.data(), pixels->storage.data(), rows.bytes.size()) == 0)
+            << "streamed rows differ from the decode at " << fraction;
+      }
       if (!sequential) continue;
       // Each row is the full decode's row or, past the cut, zero.
       for (std::uint32_t y = 0; y < pixels->info.height; ++y) {
@@ -265,14 +289,28 @@ PixelsView viewOf(const Data& d, Layout l, std::uint32_t w, std::uint32_t h) {
   return v;
 }
 
-// Converts source pixels into what the written file must hold (drop alpha,
-// replicate gray, narrow 16-bit colour to Pillow's 8 bits).
-Data expectedFor(const Data& src, Layout from, Layout to, std::uint32_t w, std::uint32_t h) {
-  PixelsView v = viewOf(src, from, w, h);
-  Data out(std::size_t{w} * h * to.channels * (to.bits / 8));
-  for (std::uint32_t y = 0; y < h; ++y) {
-    convertRow(v, y, to.channels, to.bits, out.data() + std::size_t{y} * w * to.channels * (to.bits / 8));
-  }
+// What Pillow must read from a written file, worked out apart from the
+// library: gray replicated, alpha kept or dropped, 16-bit samples narrowed to
+// their high byte where Pillow keeps 8 bits; 16-bit output little-endian.
+Data expectedFor(const Data& src, Layout from, unsigned pc, unsigned pb, std::size_t pixels) {
+  auto sample = [&](std::size_t i, unsigned c) -> unsigned {
+    if (from.bits == 8) return src[i * from.channels + c];
+    std::uint16_t s;
+    std::memcpy(&s, &src[(i * from.channels + c) * 2], 2);
+    return s;
+  };
+  const bool gray = from.channels <= 2, alpha = from.channels % 2 == 0;
+  const unsigned colours = pc % 2 == 0 ? pc - 1 : pc;
+  Data out;
+  for (std::size_t i = 0; i < pixels; ++i)
+    for (unsigned c = 0; c < pc; ++c) {
+      unsigned v = c < colours ? sample(i, gray ? 0 : c)
+                   : alpha     ? sample(i, from.channels - 1u)
+                               : (1u << from.bits) - 1;
+      if (from.bits == 16 && pb == 8) v >>= 8;
+      out.push_back(static_cast<std::uint8_t>(v));
+      if (pb == 16) out.push_back(static_cast<std::uint8_t>(v >> 8));
+    }
   return out;
 }
 
@@ -300,12 +338,13 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
       {ImageFormat::TIFF, rgb8, rgb8, 0, busy}, {ImageFormat::TIFF, rgba8, rgba8, 0, busy},
       {ImageFormat::TIFF, g16, g16, 0, busy},   {ImageFormat::BMP, g8, g8, 0, busy},
       {ImageFormat::BMP, rgb8, rgb8, 0, busy},  {ImageFormat::BMP, rgba8, rgba8, 0, busy},
-      {ImageFormat::BMP, ga8, g8, 0, busy},     {ImageFormat::GIF, rgb8, rgb8, 0, few},
+      {ImageFormat::BMP, ga8, g8, 0, busy},
+      {ImageFormat::BMP, rgba16, rgba8, 40, busy},     {ImageFormat::GIF, rgb8, rgb8, 0, few},
       {ImageFormat::GIF, g8, rgb8, 0, few},     {ImageFormat::JPEG2000, g8, g8, 0, busy},
       {ImageFormat::JPEG2000, rgb8, rgb8, 0, busy}, {ImageFormat::JPEG2000, rgba8, rgba8, 0, busy},
       {ImageFormat::JPEG2000, g16, g16, 0, busy},
       {ImageFormat::JPEG, rgb8, rgb8, 30, smooth}, {ImageFormat::JPEG, g8, g8, 30, smooth},
-      {ImageFormat::JPEG, rgba16, rgb8, 30, smooth},
+      {ImageFormat::JPEG, rgba16, rgb8, 30, smooth}, {ImageFormat::JPEG, rgb16, rgb8, 30, smooth},
   };
   testing::TempDir dir;
   const std::uint32_t w = 37, h = 23;
@@ -342,18 +381,7 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
     const Data pillow(std::istreambuf_iterator<char>(in), {});
     ASSERT_EQ(pw, w);
     ASSERT_EQ(ph, h);
-    Data expected = expectedFor(sources[i].second, t.in, {static_cast<std::uint8_t>(pc), static_cast<std::uint8_t>(pb)}, w, h);
-    if (t.in.bits == 16 && pb == 8) {
-      // Pillow keeps the high byte of 16-bit colour.
-      const PixelsView v = viewOf(sources[i].second, t.in, w, h);
-      for (std::uint32_t y = 0; y < h; ++y)
-        for (std::uint32_t x = 0; x < w; ++x)
-          for (unsigned c = 0; c < pc; ++c) {
-            std::uint16_t s;
-            std::memcpy(&s, v.row(y) + (std::size_t{x} * t.in.channels + c) * 2, 2);
-            expected[(std::size_t{y} * w + x) * pc + c] = static_cast<std::uint8_t>(s >> 8);
-          }
-    }
+    const Data expected = expectedFor(sources[i].second, t.in, pc, pb, std::size_t{w} * h);
     ASSERT_EQ(pillow.size(), expected.size());
     if (t.minPsnr == 0) {
       EXPECT_EQ(pillow, expected);
@@ -392,6 +420,35 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
   EXPECT_GE(psnr(roundTrip(ImageFormat::JPEG2000, 0.5, &small), src), 30.0);
   EXPECT_EQ(roundTrip(ImageFormat::JPEG2000, std::nullopt, &lossless), src);
   EXPECT_LT(small, lossless);
+
+  // The same many colours with alpha at the threshold: 128 stays, 127 goes.
+  Data rgba;
+  for (std::size_t i = 0; i < src.size(); i += 3) {
+    rgba.insert(rgba.end(), &src[i], &src[i] + 3);
+    rgba.push_back((i / 3) % w < 10 ? 127 : 128);
+  }
+  Data gif;
+  ASSERT_TRUE(gifCodec().encode(viewOf(rgba, {4, 8}, w, h), {}, gif));
+  const auto back = gifCodec().decode(gif);
+  ASSERT_TRUE(back && back->info.channels == 4);
+  Data kept, wanted;  // the colours of the pixels that stay keep close
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x) {
+      EXPECT_EQ(back->row(y)[x * 4 + 3], x < 10 ? 0 : 255) << x << "," << y;
+      if (x < 10) continue;
+      kept.insert(kept.end(), back->row(y) + x * 4, back->row(y) + x * 4 + 3);
+      wanted.insert(wanted.end(), &src[(std::size_t{y} * w + x) * 3], &src[(std::size_t{y} * w + x) * 3] + 3);
+    }
+  EXPECT_GE(psnr(kept, wanted), 30.0);
+
+  // JPEG carries orientations 2 to 8; 1 and anything else write none.
+  for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
+    PixelsView turned = view;
+    turned.orientation = orientation;
+    Data file;
+    ASSERT_TRUE(jpegCodec().encode(turned, {}, file));
+    EXPECT_EQ(jpegCodec().readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
+  }
 }
 
 // Adobe YCCK: CMYK stored as YCbCr + K, which Pillow cannot write; libjpeg

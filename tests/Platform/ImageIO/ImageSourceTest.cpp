@@ -263,6 +263,7 @@ TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
     EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelHeight), 200.0);
     EXPECT_EQ(properties->boolForKey(kCGImagePropertyHasAlpha), false);
     EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
+    EXPECT_EQ(properties->objectForKey(kCGImagePropertyDPIWidth), nullptr) << "no resolution in the file";
     const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100},
                                {kCGImageSourceCreateThumbnailFromImageAlways, true}};
     const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);

@@ -78,7 +78,7 @@ def make_png(rows, colour_type, depth, interlace=False, extra=b"", width=None, h
 
 # ---- a minimal TIFF writer: strips or tiles, contiguous or planar, uncompressed
 
-def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=None):
+def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=None, extra_tags=()):
     h, w, spp = len(rows), len(rows[0]), len(rows[0][0])
     fmt = "<H" if bits == 16 else "<B"
 
@@ -133,6 +133,7 @@ def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=No
         tag(273, 4, offsets)
         tag(278, 3, [5])
         tag(279, 4, [len(b) for b in blocks])
+    tags.extend(extra_tags)
     tags.sort()
     # values that do not fit in four bytes go after the directory
     ifd_offset = len(data) + (len(data) % 2)
@@ -141,7 +142,7 @@ def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=No
     ifd = bytearray(struct.pack("<H", len(tags)))
     tail = bytearray()
     for code, typ, values in tags:
-        payload = b"".join(struct.pack("<H" if typ == 3 else "<I", v) for v in values)
+        payload = b"".join(struct.pack({3: "<H", 7: "<B"}.get(typ, "<I"), v) for v in values)
         if len(payload) <= 4:
             ifd += struct.pack("<HHI", code, typ, len(values)) + payload.ljust(4, b"\0")
         else:
@@ -168,9 +169,9 @@ def make_bmp(width, height, bits, pixel_rows, palette=None, compression=0, masks
     else:
         dib = struct.pack("<IiiHHIIiiII", header, width, -height if top_down else height, 1, bits, compression,
                           len(body), 2835, 2835, len(palette or []), 0)
-        if header > 40:
+        if header > 40:  # masks in the header: three from V2 (52 bytes), alpha too from V3 (56)
             m = list(masks or [0, 0, 0]) + [0] * 4
-            dib += struct.pack("<IIII", *m[:4]) + b"\0" * (header - 56)
+            dib += struct.pack("<IIII", *m[:4])[:header - 40] + b"\0" * (header - 56)
     offset = 14 + len(dib) + len(mask_bytes) + len(pal)
     return b"BM" + struct.pack("<IHHI", offset + len(body), 0, 0, offset) + dib + mask_bytes + pal + body
 
@@ -344,6 +345,18 @@ def make(directory):
     gray4 = samples(1, 15)
     c.add("tiff_gray4", "tif", make_tiff_packed(gray4, 4), 1, 8, bytes(v[0] * 17 for r in gray4 for v in r))
     c.pillow_read("tiff_miniswhite", "tif", make_tiff(samples(1, 255), 8, 0), 1)
+    # YCbCr goes through libtiff's RGBA reader; the reference is the conversion
+    # libtiff documents (BT.601 luma, default reference black and white).
+    ycc = samples(3, 255)
+    def ycc_to_rgba(px):
+        y, cb, cr = px
+        r = y + 1.402 * (cr - 128)
+        b = y + 1.772 * (cb - 128)
+        g = (y - 0.299 * r - 0.114 * b) / 0.587
+        return [max(0, min(255, round(v))) for v in (r, g, b)] + [255]
+    c.add("tiff_ycbcr", "tif", make_tiff(ycc, 8, 6, extra_tags=[(530, 3, [1, 1]), (34675, 7, list(SRGB_ICC))]),
+          4, 8, bytes(v for r in ycc for px in r for v in ycc_to_rgba(px)), tolerance=2, expect_dpi=0,
+          icc=len(SRGB_ICC))
 
     # BMP: Pillow's own files, and hand-made variants.
     for mode, ch in (("1", 3), ("L", 3), ("P", 3), ("RGB", 3)):
@@ -370,6 +383,8 @@ def make(directory):
     c.add("reject_png_wide", "png", make_png([[[0]]], 0, 8, width=70000, height=1), 0, 8, b"")
     c.add("reject_png_area", "png", make_png([[[0]]], 0, 8, width=20000, height=20000), 0, 8, b"")
     c.add("reject_bmp_wide", "bmp", make_bmp(70000, 1, 24, [b"\0" * 12]), 0, 8, b"")
+    # Separated samples of inks other than CMYK.
+    c.add("reject_tiff_multiink", "tif", make_tiff(samples(4, 255), 8, 5, extra_tags=[(332, 3, [2])]), 0, 8, b"")
     c.write_manifest()
 
 
@@ -406,11 +421,18 @@ def add_bmp_variants(c):
                 row += struct.pack("<H", v)
             px_rows.append(pad4(row))
         c.pillow_read(name, "bmp", make_bmp(w, h, 16, px_rows, compression=3 if masks else 0, masks=masks), 3)
+        if masks:  # the same masks in a V2 header, which Pillow cannot read
+            c.add(name + "_v2", "bmp", make_bmp(w, h, 16, px_rows, compression=3, masks=masks, header=52), 3, 8,
+                  lambda p, n=name: dump_pil(Image.open(os.path.join(c.dir, n + ".bmp")), 3, 8), expect_dpi=72)
     # 32-bit with alpha in a V4 header (bit fields)
     rgba = samples(4, 255)
     px_rows = [b"".join(bytes([p[2], p[1], p[0], p[3]]) for p in r) for r in reversed(rgba)]
     c.pillow_read("bmp_32_alpha", "bmp", make_bmp(w, h, 32, px_rows, compression=3, header=108,
                                                   masks=[0xFF0000, 0xFF00, 0xFF, 0xFF000000]), 4)
+    # the same in a V3 header, the first with an alpha mask, which Pillow cannot read
+    c.add("bmp_32_alpha_v3", "bmp", make_bmp(w, h, 32, px_rows, compression=3, header=56,
+                                             masks=[0xFF0000, 0xFF00, 0xFF, 0xFF000000]), 4, 8,
+          lambda p: dump_pil(Image.open(os.path.join(c.dir, "bmp_32_alpha.bmp")), 4, 8), expect_dpi=72)
     # 4-bit palette (uncompressed and RLE4), 8-bit RLE8, OS/2 core header
     pal16 = [((i * 16) % 256, (255 - i * 13) % 256, (i * 71) % 256) for i in range(16)]
     idx = [[(x * 3 + y) % 16 for x in range(w)] for y in range(h)]

@@ -1,8 +1,8 @@
 #pragma once
 
-// Runs tests/Platform/Foundation/keyed_archive.py, which reads and writes keyed archives
+// Runs tests/support/keyed_archive.py, which reads and writes keyed archives
 // with Python's plistlib. A test program using this defines ORVANE_PYTHON3 and
-// ORVANE_KEYED_ARCHIVE_SCRIPT (see tests/Platform/Foundation/CMakeLists.txt).
+// ORVANE_KEYED_ARCHIVE_SCRIPT (see tests/CMakeLists.txt).
 
 #include <cstdio>
 #include <optional>

@@ -46,7 +46,7 @@ def describe(path):
         classes = record.get("$classes")
         if not isinstance(name, str) or not isinstance(classes, list) or classes[0] != name:
             fail("bad class record %d" % uid.data)
-        class_records.setdefault(name, set()).add(uid.data)
+        class_records.setdefault(name, {})[uid.data] = classes
         return name
 
     def resolve(value, depth=0):
@@ -77,7 +77,8 @@ def describe(path):
         "$archiver": archive["$archiver"],
         "$version": archive["$version"],
         "root": resolve(root),
-        "classRecords": {name: len(uids) for name, uids in class_records.items()},
+        "classRecords": {name: [len(uids)] + list(min(tuple(c) for c in uids.values())[1:])
+                         for name, uids in class_records.items()},
     }
     print(json.dumps(described, sort_keys=True))
 

@@ -1,0 +1,428 @@
+// Both compression interfaces against the codec libraries called directly:
+// what we write, they read; what they write at other settings, we read.
+#include <brotli/decode.h>
+#include <brotli/encode.h>
+#include <gtest/gtest.h>
+#include <lz4.h>
+#include <lzma.h>
+#include <sys/resource.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "Compression/ZlibPasses.h"
+#include "orvane/Compression/NKZlibCompression.h"
+#include "orvane/Compression/NSDataCompression.h"
+#include "support/ChildProcess.h"
+#include "support/ItemBytes.h"
+
+namespace orvane {
+namespace {
+
+using testing::itemBytes;
+using testing::textBytes;
+using Z = NKZlibCompression;
+using N = NSDataCompression;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+constexpr compression_algorithm kCodecs[] = {COMPRESSION_ZLIB, COMPRESSION_LZ4, COMPRESSION_LZ4_RAW,
+                                             COMPRESSION_LZMA, COMPRESSION_BROTLI};
+
+// zlib's deflate with the given settings; windowBits -15 is raw, 31 gzip.
+Data deflateWith(const Data& input, int level, int windowBits, int flush = Z_FINISH,
+                 const Data& dictionary = {}) {
+  z_stream zs{};
+  EXPECT_EQ(deflateInit2(&zs, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  if (!dictionary.empty())
+    deflateSetDictionary(&zs, dictionary.data(), static_cast<uInt>(dictionary.size()));
+  Data out(deflateBound(&zs, input.size()) + 1024);
+  zs.next_in = const_cast<Bytef*>(input.data());
+  zs.avail_in = static_cast<uInt>(input.size());
+  zs.next_out = out.data();
+  zs.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&zs, flush), flush == Z_FINISH ? Z_STREAM_END : Z_OK);
+  out.resize(zs.total_out);
+  deflateEnd(&zs);
+  return out;
+}
+
+void append(Data& d, std::string_view s) { d.insert(d.end(), s.begin(), s.end()); }
+void appendLE32(Data& d, std::uint32_t v) {
+  for (int i = 0; i < 4; ++i) d.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+}
+
+// ---- zlib streams (NKZlibCompression)
+
+TEST(NKZlibCompressionTest, StreamsAreZlibsLevelOneAndRoundTripAcrossChunks) {
+  EXPECT_EQ(*Z::zlibCompressionCompress(ByteView()), (Data{0x78, 0x01, 0x03, 0, 0, 0, 0, 0x01}));
+  EXPECT_EQ(Z::zlibCompressionUncompress(ByteView()), Data());
+  EXPECT_EQ(Z::zlibCompressionUncompress(*Z::zlibCompressionCompress(ByteView())), Data());
+  // Sizes around the 16384-byte chunk, and outputs spanning many chunks.
+  for (const std::size_t size : {1u, 16383u, 16384u, 16385u, 100000u, 1u << 20}) {
+    for (const Data& input : {textBytes(size), itemBytes(size, 3)}) {
+      const auto stream = Z::zlibCompressionCompress(input);
+      ASSERT_TRUE(stream) << size;
+      Data expected(compressBound(input.size()));  // byte for byte zlib's compress2 at level 1
+      uLongf length = expected.size();
+      ASSERT_EQ(compress2(expected.data(), &length, input.data(), input.size(), 1), Z_OK);
+      expected.resize(length);
+      EXPECT_EQ(*stream, expected) << size;
+      EXPECT_EQ(Z::zlibCompressionUncompress(*stream), input) << size;
+    }
+  }
+}
+
+TEST(NKZlibCompressionTest, RefusesWhatIsNotAWholeZlibStream) {
+  const Data input = textBytes(3000);
+  EXPECT_EQ(Z::zlibCompressionUncompress(deflateWith(input, 6, -15)), std::nullopt);  // raw
+  EXPECT_EQ(Z::zlibCompressionUncompress(deflateWith(input, 6, 31)), std::nullopt);   // gzip
+  EXPECT_EQ(Z::zlibCompressionUncompress(input), std::nullopt);
+  EXPECT_EQ(Z::zlibCompressionUncompress(deflateWith(input, 1, 15, Z_FINISH, dataOf("image a"))),
+            std::nullopt);  // needs a dictionary
+  auto stream = *Z::zlibCompressionCompress(input);
+  stream.back() ^= 0xFF;  // Adler-32 trailer
+  EXPECT_EQ(Z::zlibCompressionUncompress(stream), std::nullopt);
+  stream.back() ^= 0xFF;
+  append(stream, "junk after the stream is ignored");
+  EXPECT_EQ(Z::zlibCompressionUncompress(stream), input);
+}
+
+TEST(NKZlibCompressionTest, TruncatedStreamsAreReDeliveredAFewTimesAtMost) {
+  // Every prefix: the decoder is handed the prefix again from its first byte;
+  // the call returns and never yields more than the bounded passes can make.
+  const auto stream = *Z::zlibCompressionCompress(textBytes(20000));
+  for (std::size_t cut = 1; cut < stream.size(); cut += 97) {
+    const auto back = Z::zlibCompressionUncompress(ByteView(stream).first(cut));
+    if (back) {
+      EXPECT_LE(back->size(), zlibpasses::kMaxPasses * 1032 * cut + 16384) << cut;
+    }
+  }
+  // A stored block of 65534 bytes whose stream header, read again as deflate
+  // data, is a stored block of 1 byte: each re-delivery makes progress.
+  Data looping{0x78, 0x01, 0x00, 0xFE, 0xFF, 0x01, 0x00};
+  for (int i = 0; i < 100; ++i) looping.push_back(static_cast<std::uint8_t>('a' + i % 26));
+  auto back = Z::zlibCompressionUncompress(looping);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(Data(back->begin(), back->begin() + 100), Data(looping.begin() + 7, looping.end()));
+  EXPECT_LE(back->size(), zlibpasses::kMaxPasses * looping.size());
+
+  // The same header, and stored bytes that are deflate blocks of their own when
+  // read again: 4 MiB of zeros, then a stored block ending at the input's end.
+  // Re-delivery adds at most as much as the first pass made.
+  constexpr std::size_t kStored = 0xFFFE, kEnd = 7 + kStored;
+  Data crafted{0x78, 0x01, 0x00, 0xFE, 0xFF, 0x01, 0x00, 0x00, 0x00, 0xFF, 0xFF};
+  const Data zeros = deflateWith(Data(4 << 20, 0), 9, -15, Z_SYNC_FLUSH);  // ends on a byte
+  crafted.insert(crafted.end(), zeros.begin(), zeros.end());
+  ASSERT_LE(crafted.size() + 5, kEnd);
+  const auto filler = static_cast<std::uint16_t>(kEnd - crafted.size() - 5);
+  crafted.push_back(0);
+  for (const std::uint16_t v : {filler, static_cast<std::uint16_t>(~filler)})
+    crafted.push_back(static_cast<std::uint8_t>(v)), crafted.push_back(static_cast<std::uint8_t>(v >> 8));
+  crafted.resize(kEnd, 'f');
+  back = Z::zlibCompressionUncompress(crafted);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(Data(back->begin(), back->begin() + kStored), Data(crafted.begin() + 7, crafted.end()));
+  EXPECT_LE(back->size(), 2 * kStored);
+}
+
+// A stand-in for the zlib stream that answers scripted codes, to reach the
+// branches real zlib only takes on a damaged stream record.
+struct ScriptedStream {
+  static inline std::vector<int> script;
+  static inline std::uint32_t fill = 0;
+  static inline int ends = 0;
+  std::size_t next = 0;
+  std::uint32_t in = 0, out = 0;
+  int initInflate(const char* version) { return version == std::string_view("1.2.11") ? 0 : -6; }
+  void setInput(const std::uint8_t*, std::uint32_t count) { in = count; }
+  void setOutput(std::uint8_t*, std::uint32_t count) { out = count; }
+  std::uint32_t availIn() const { return in; }
+  std::uint32_t availOut() const { return out; }
+  int inflateNoFlush() {
+    in = 0;
+    out -= std::min(out, fill);
+    return next < script.size() ? script[next++] : kZlibBufError;
+  }
+  void end() { ++ends; }
+};
+
+TEST(NKZlibCompressionTest, ErrorCodesEndTheStreamAndBufferErrorsDoNot) {
+  for (const int code : {kZlibNeedDict, kZlibDataError, kZlibMemError}) {
+    ScriptedStream::script = {kZlibOk, code};
+    ScriptedStream::fill = zlibpasses::kChunkSize;  // the first call fills the chunk
+    ScriptedStream::ends = 0;
+    EXPECT_EQ(zlibpasses::uncompress<ScriptedStream>(bytesOf("x")), std::nullopt) << code;
+    EXPECT_EQ(ScriptedStream::ends, 1) << code;
+  }
+  ScriptedStream::script = {kZlibBufError};
+  ScriptedStream::fill = 0;
+  EXPECT_EQ(zlibpasses::uncompress<ScriptedStream>(bytesOf("x")), Data());
+
+  const auto child = testing::runInChild([] {
+    ScriptedStream::script = {kZlibStreamError};
+    zlibpasses::uncompress<ScriptedStream>(bytesOf("x"));
+    return 0;
+  });
+  EXPECT_EQ(child.signal, SIGABRT);
+  EXPECT_EQ(child.stderrText,
+            "Assertion failed: (ret != Z_STREAM_ERROR), function +[NKZlibCompression "
+            "zlibCompressionUncompress:], file Compression/NKZlibCompression, line 87.\n");
+}
+
+// ---- buffer codecs (NSDataCompression)
+
+TEST(NSDataCompressionTest, RoundTripsAndCutsToTheDecodedSize) {
+  for (const compression_algorithm algorithm : kCodecs) {
+    for (const std::size_t size : {200u, 65536u, 65537u, 700000u}) {
+      const Data input = textBytes(size);
+      const auto encoded = N::compressWithAlgorithm(input, algorithm);
+      ASSERT_TRUE(encoded) << algorithm << " " << size;
+      EXPECT_LT(encoded->size(), input.size());
+      EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(*encoded, size, algorithm), input) << algorithm;
+    }
+    const Data input = textBytes(100000);
+    const Data encoded = *N::compressWithAlgorithm(input, algorithm);
+    const auto decode = [&](std::uint64_t size) {
+      return N::upcompressWithBufferSizeAlgorithm(encoded, size, algorithm);
+    };
+    // The decoded size must be reached; longer output is cut; 0 is met by anything.
+    EXPECT_EQ(decode(input.size() + 1), std::nullopt) << algorithm;
+    EXPECT_EQ(decode(input.size() * 2), std::nullopt) << algorithm;
+    for (const std::size_t size : {input.size() - 1, std::size_t{70000}, std::size_t{1}, std::size_t{0}})
+      EXPECT_EQ(decode(size), Data(input.begin(), input.begin() + static_cast<long>(size))) << algorithm;
+    // Encodings that do not fit give nothing.
+    EXPECT_EQ(N::compressWithAlgorithm(ByteView(), algorithm), std::nullopt);
+    EXPECT_EQ(N::compressWithAlgorithm(dataOf("abc"), algorithm), std::nullopt);
+    EXPECT_EQ(N::compressWithAlgorithm(itemBytes(5000, 5), algorithm), std::nullopt) << algorithm;
+  }
+  const Data encoded = *N::compressWithAlgorithm(textBytes(5000), COMPRESSION_ZLIB);
+  for (const compression_algorithm algorithm :
+       {COMPRESSION_LZFSE, COMPRESSION_LZBITMAP, compression_algorithm{0},
+        compression_algorithm{0x204}, compression_algorithm{0xFFFFFFFF}}) {
+    EXPECT_EQ(N::compressWithAlgorithm(textBytes(5000), algorithm), std::nullopt);
+    EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(encoded, 5000, algorithm), std::nullopt);
+  }
+}
+
+TEST(NSDataCompressionTest, OutputIsInThePlatformFormats) {
+  const Data input = textBytes(150000);
+  const auto encode = [&](compression_algorithm a) { return *N::compressWithAlgorithm(input, a); };
+  Data out(input.size());
+  Data d = encode(COMPRESSION_ZLIB);  // raw DEFLATE, no zlib header or trailer
+  z_stream zs{};
+  ASSERT_EQ(inflateInit2(&zs, -15), Z_OK);
+  zs.next_in = d.data();
+  zs.avail_in = static_cast<uInt>(d.size());
+  zs.next_out = out.data();
+  zs.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(inflate(&zs, Z_FINISH), Z_STREAM_END);
+  EXPECT_EQ(zs.total_in, d.size());
+  inflateEnd(&zs);
+  EXPECT_EQ(out, input);
+
+  auto lz4 = [](const std::uint8_t* from, int size, Data& to) {
+    return LZ4_decompress_safe(reinterpret_cast<const char*>(from), reinterpret_cast<char*>(to.data()),
+                               size, static_cast<int>(to.size()));
+  };
+  d = encode(COMPRESSION_LZ4_RAW);  // one LZ4 block
+  EXPECT_EQ(lz4(d.data(), static_cast<int>(d.size()), out), static_cast<int>(input.size()));
+  EXPECT_EQ(out, input);
+
+  d = encode(COMPRESSION_LZ4);  // LZ4 blocks in "bv41" framing, ended by "bv4$"
+  Data decoded;
+  std::size_t at = 0;
+  while (at + 4 <= d.size() && std::memcmp(&d[at], "bv41", 4) == 0) {
+    std::uint32_t sizes[2];
+    std::memcpy(sizes, &d[at + 4], 8);
+    Data block(sizes[0]);
+    ASSERT_EQ(lz4(&d[at + 12], static_cast<int>(sizes[1]), block), static_cast<int>(sizes[0]));
+    decoded.insert(decoded.end(), block.begin(), block.end());
+    at += 12 + sizes[1];
+  }
+  EXPECT_EQ(at + 4, d.size());
+  EXPECT_EQ(std::memcmp(&d[at], "bv4$", 4), 0);
+  EXPECT_EQ(decoded, input);
+  // A block whose compressed form would not be smaller is stored.
+  Data tail = textBytes(1 << 20);
+  append(tail, "tail");
+  d = *N::compressWithAlgorithm(tail, COMPRESSION_LZ4);
+  EXPECT_EQ(Data(d.end() - 16, d.end()), dataOf(std::string("bv4-\x04\0\0\0tailbv4$", 16)));
+
+  d = encode(COMPRESSION_LZMA);  // xz container
+  EXPECT_EQ(std::memcmp(d.data(), "\xFD" "7zXZ\0", 6), 0);
+  std::uint64_t limit = UINT64_MAX;
+  std::size_t inPos = 0, outPos = 0;
+  EXPECT_EQ(lzma_stream_buffer_decode(&limit, 0, nullptr, d.data(), &inPos, d.size(), out.data(),
+                                      &outPos, out.size()),
+            LZMA_OK);
+  EXPECT_EQ(out, input);
+
+  d = encode(COMPRESSION_BROTLI);
+  std::size_t length = out.size();
+  EXPECT_EQ(BrotliDecoderDecompress(d.size(), d.data(), &length, out.data()),
+            BROTLI_DECODER_RESULT_SUCCESS);
+  EXPECT_EQ(out, input);
+}
+
+TEST(NSDataCompressionTest, DecodesBuffersMadeElsewhere) {
+  const Data input = textBytes(200000, 99);
+  const auto decode = [&](const Data& d, compression_algorithm a) {
+    return N::upcompressWithBufferSizeAlgorithm(d, input.size(), a);
+  };
+  EXPECT_EQ(decode(deflateWith(input, 9, -15), COMPRESSION_ZLIB), input);
+
+  // LZ4 framing: a stored block, then compressed blocks that refer back into
+  // the previous block's output.
+  Data d;
+  append(d, "bv4-");
+  appendLE32(d, 1000);
+  d.insert(d.end(), input.begin(), input.begin() + 1000);
+  LZ4_stream_t* stream = LZ4_createStream();
+  LZ4_loadDict(stream, reinterpret_cast<const char*>(input.data()), 1000);
+  for (std::size_t at = 1000; at < input.size();) {
+    const int length = static_cast<int>(std::min<std::size_t>(30000, input.size() - at));
+    Data block(LZ4_compressBound(length));
+    const int n = LZ4_compress_fast_continue(stream, reinterpret_cast<const char*>(input.data() + at),
+                                             reinterpret_cast<char*>(block.data()), length,
+                                             static_cast<int>(block.size()), 1);
+    ASSERT_GT(n, 0);
+    append(d, "bv41");
+    appendLE32(d, static_cast<std::uint32_t>(length));
+    appendLE32(d, static_cast<std::uint32_t>(n));
+    d.insert(d.end(), block.begin(), block.begin() + n);
+    at += static_cast<std::size_t>(length);
+  }
+  LZ4_freeStream(stream);
+  append(d, "bv4$");
+  EXPECT_EQ(decode(d, COMPRESSION_LZ4), input);
+
+  d.assign(input.size(), 0);  // xz at another preset, with another check
+  std::size_t length = 0;
+  ASSERT_EQ(lzma_easy_buffer_encode(9, LZMA_CHECK_SHA256, nullptr, input.data(), input.size(),
+                                    d.data(), &length, d.size()),
+            LZMA_OK);
+  d.resize(length);
+  EXPECT_EQ(decode(d, COMPRESSION_LZMA), input);
+
+  d.assign(input.size(), 0);  // Brotli at the highest quality
+  length = d.size();
+  ASSERT_TRUE(BrotliEncoderCompress(11, 22, BROTLI_MODE_TEXT, input.size(), input.data(), &length, d.data()));
+  d.resize(length);
+  EXPECT_EQ(decode(d, COMPRESSION_BROTLI), input);
+}
+
+TEST(NSDataCompressionTest, MalformedOrTruncatedInputGivesNothing) {
+  const Data input = textBytes(50000);
+  for (const compression_algorithm algorithm : kCodecs) {
+    const Data encoded = *N::compressWithAlgorithm(input, algorithm);
+    const auto decode = [&](ByteView d) {
+      return N::upcompressWithBufferSizeAlgorithm(d, input.size(), algorithm);
+    };
+    EXPECT_EQ(decode(ByteView()), std::nullopt) << algorithm;
+    EXPECT_EQ(decode(itemBytes(3000, 5)), std::nullopt) << algorithm;
+    // Nothing once data is missing; a cut that only loses end marks may still
+    // give every byte.
+    for (std::size_t cut = 0; cut < encoded.size(); cut += 1 + encoded.size() / 50) {
+      const auto result = decode(ByteView(encoded).first(cut));
+      if (cut <= encoded.size() * 3 / 4) {
+        EXPECT_EQ(result, std::nullopt) << algorithm << " " << cut;
+      } else if (result) {
+        EXPECT_EQ(*result, input) << algorithm << " " << cut;
+      }
+    }
+  }
+  // LZ4 framing with lying headers; blocks of 1 MiB with stored blocks between.
+  const Data small = textBytes(3000);
+  const Data good = *N::compressWithAlgorithm(small, COMPRESSION_LZ4);
+  auto patched = [&](std::size_t offset, std::uint32_t value) {
+    Data d = good;
+    std::memcpy(&d[offset], &value, 4);
+    return N::upcompressWithBufferSizeAlgorithm(d, small.size(), COMPRESSION_LZ4);
+  };
+  EXPECT_EQ(patched(4, 2999), std::nullopt);        // decoded size too small
+  EXPECT_EQ(patched(8, 0xFFFFFFF0), std::nullopt);  // encoded size past the end
+  EXPECT_EQ(patched(0, 0x32347662), std::nullopt);  // unknown block magic "bv42"
+  Data stored;
+  append(stored, "bv4-");
+  appendLE32(stored, 0x7FFFFFFF);
+  append(stored, "abc");
+  EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(stored, 3000, COMPRESSION_LZ4), std::nullopt);
+
+  Data mixed = textBytes(1 << 20);
+  const Data noise = itemBytes(1 << 20, 5), tail = textBytes(300000, 4);
+  mixed.insert(mixed.end(), noise.begin(), noise.end());
+  mixed.insert(mixed.end(), tail.begin(), tail.end());
+  const Data framed = *N::compressWithAlgorithm(mixed, COMPRESSION_LZ4);
+  EXPECT_NE(std::search(framed.begin(), framed.end(), stored.begin(), stored.begin() + 4), framed.end());
+  EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(framed, mixed.size(), COMPRESSION_LZ4), mixed);
+  EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(framed, 1500000, COMPRESSION_LZ4),
+            Data(mixed.begin(), mixed.begin() + 1500000));  // cut inside the stored block
+}
+
+// Inputs claiming far more output than they can hold, decoded into a large
+// buffer: nothing is set aside for the claim (the child's peak resident
+// memory shows what was touched), and impossible sizes give nothing.
+TEST(NSDataCompressionTest, DecodersSetAsideOnlyWhatTheInputCanHold) {
+  Data lyingLz4;  // one block of one encoded byte that claims 2 GiB
+  append(lyingLz4, "bv41");
+  appendLE32(lyingLz4, 0x7FFFFFFF);
+  appendLE32(lyingLz4, 1);
+  lyingLz4.push_back(0);
+  const Data small = *N::compressWithAlgorithm(textBytes(5000), COMPRESSION_ZLIB);
+  const std::pair<const Data*, compression_algorithm> inputs[] = {
+      {&lyingLz4, COMPRESSION_LZ4}, {&small, COMPRESSION_ZLIB}, {&small, COMPRESSION_LZ4_RAW}};
+  for (const auto& entry : inputs) {
+    const Data* input = entry.first;  // not a structured binding: lambdas capture it
+    const compression_algorithm algorithm = entry.second;
+    auto result = testing::runInChild([&] {
+      rusage before{}, after{};
+      getrusage(RUSAGE_SELF, &before);
+      const auto out = N::upcompressWithBufferSizeAlgorithm(*input, std::uint64_t{4} << 30, algorithm);
+      getrusage(RUSAGE_SELF, &after);
+      if (out) return 1;
+      return after.ru_maxrss - before.ru_maxrss < (64 << 10) ? 0 : 2;  // in KiB
+    });
+    EXPECT_EQ(result.exitCode, 0) << algorithm << result.stderrText;
+  }
+  if (kAddressSanitizer) return;  // its allocator aborts on impossible sizes instead of failing
+  const Data encoded = *N::compressWithAlgorithm(textBytes(5000), COMPRESSION_LZ4);
+  for (const std::uint64_t size : {std::uint64_t{1} << 62, UINT64_MAX})
+    EXPECT_EQ(N::upcompressWithBufferSizeAlgorithm(encoded, size, COMPRESSION_LZ4), std::nullopt);
+}
+
+TEST(CompressionConcurrencyTest, CallsFromManyThreadsShareNothing) {
+  const Data input = textBytes(120000, 21);
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 3; ++round) {
+        for (const compression_algorithm algorithm :
+             {COMPRESSION_ZLIB, COMPRESSION_LZ4, COMPRESSION_LZ4_RAW, COMPRESSION_BROTLI}) {
+          const auto encoded = N::compressWithAlgorithm(input, algorithm);
+          if (!encoded || N::upcompressWithBufferSizeAlgorithm(*encoded, input.size(), algorithm) != input)
+            ++failures;
+        }
+        const auto stream = Z::zlibCompressionCompress(input);
+        if (!stream || Z::zlibCompressionUncompress(*stream) != input) ++failures;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+}
+
+}  // namespace
+}  // namespace orvane
