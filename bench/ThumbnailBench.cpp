@@ -86,8 +86,9 @@ bool vipsThumbnail(const Photo& photo) {
   void* pixels = vips_image_write_to_memory(out, &size);
   g_object_unref(out);
   benchmark::DoNotOptimize(pixels);
+  const bool made = pixels != nullptr;
   g_free(pixels);
-  return pixels != nullptr;
+  return made;
 }
 
 // The bare decode at the scale our draw asks for: the same margin over the
