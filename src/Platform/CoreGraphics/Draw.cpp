@@ -53,6 +53,7 @@ struct Scratch {
   std::vector<std::uint16_t> sum16;
   std::vector<std::uint32_t> sum32;
   std::vector<float> cache;
+  std::vector<std::uint8_t> bytes;
 };
 
 Scratch& scratch() {
@@ -178,38 +179,38 @@ Axis makeAxis(double off, double scale, int n, double lo, double hi, Filter filt
 // ---------------------------------------------------------------------------
 // Horizontal reduction of one row of C-channel pixels to the device columns
 // of an axis: out[j] += mul * sum_k w[j][k] * row[first[j] + k]. A box axis
-// sums whole source pixels as integers and weighs only its two end pixels.
+// sums whole source pixels (integers as integers) and weighs only its two end
+// pixels.
 
 template <class T>
-using WideSum = std::conditional_t<(sizeof(T) >= 4), std::uint64_t, std::uint32_t>;
+using WideSum = std::conditional_t<std::is_floating_point_v<T>, float,
+                                   std::conditional_t<(sizeof(T) >= 4), std::uint64_t, std::uint32_t>>;
 
 template <class T, int C>
 void reduceRow(const T* row, const Axis& ax, float* out, float mul) {
   const int m = ax.size();
   const float* weights = ax.weights.data();
-  if constexpr (std::is_integral_v<T>) {
-    if (ax.filter == Filter::box) {
-      const float unit = ax.unit * mul;
-      for (int j = 0; j < m; ++j) {
-        const int n = ax.count[j];
-        if (n == 0) continue;
-        const T* p = row + static_cast<std::ptrdiff_t>(ax.first[j]) * C;
-        const float* w = weights + ax.offset[j];
-        float* o = out + static_cast<std::ptrdiff_t>(j) * C;
-        if (n == 1) {
-          for (int c = 0; c < C; ++c) o[c] += mul * w[0] * static_cast<float>(p[c]);
-          continue;
-        }
-        WideSum<T> inner[C] = {};
-        for (int k = 1; k < n - 1; ++k)
-          for (int c = 0; c < C; ++c) inner[c] += p[k * C + c];
-        const T* last = p + (n - 1) * C;
-        for (int c = 0; c < C; ++c)
-          o[c] += mul * (w[0] * static_cast<float>(p[c]) + w[n - 1] * static_cast<float>(last[c])) +
-                  unit * static_cast<float>(inner[c]);
+  if (ax.filter == Filter::box) {
+    const float unit = ax.unit * mul;
+    for (int j = 0; j < m; ++j) {
+      const int n = ax.count[j];
+      if (n == 0) continue;
+      const T* p = row + static_cast<std::ptrdiff_t>(ax.first[j]) * C;
+      const float* w = weights + ax.offset[j];
+      float* o = out + static_cast<std::ptrdiff_t>(j) * C;
+      if (n == 1) {
+        for (int c = 0; c < C; ++c) o[c] += mul * w[0] * static_cast<float>(p[c]);
+        continue;
       }
-      return;
+      WideSum<T> inner[C] = {};
+      for (int k = 1; k < n - 1; ++k)
+        for (int c = 0; c < C; ++c) inner[c] += p[k * C + c];
+      const T* last = p + (n - 1) * C;
+      for (int c = 0; c < C; ++c)
+        o[c] += mul * (w[0] * static_cast<float>(p[c]) + w[n - 1] * static_cast<float>(last[c])) +
+                unit * static_cast<float>(inner[c]);
     }
+    return;
   }
   for (int j = 0; j < m; ++j) {
     const int n = ax.count[j];
@@ -286,6 +287,29 @@ void convertRow(const std::uint8_t* in, T* out, int width, const PixelFormat& f)
 // in the source's layout, already weighted by coverage) become colours of
 // the target's space and are composited source-over into the bitmap.
 
+// A colour value 0...1 as a byte, rounded; not-a-number gives 0.
+inline std::uint8_t toByte(float v) { return static_cast<std::uint8_t>(clamp01(v) * 255.f + 0.5f); }
+
+// out[i] = toByte(in[i] * scale), sixteen at a time where SSE2 is (the same
+// operations in the same order, so the same bytes).
+void toBytes(const float* in, float scale, std::uint8_t* out, std::size_t n) {
+  std::size_t i = 0;
+#if defined(__x86_64__)
+  const __m128 s = _mm_set1_ps(scale), zero = _mm_setzero_ps(), one = _mm_set1_ps(1.f);
+  const __m128 full = _mm_set1_ps(255.f), half = _mm_set1_ps(0.5f);
+  auto lane = [&](std::size_t k) {
+    // max(x, 0) answers 0 for not-a-number, as clamp01 does.
+    const __m128 x = _mm_min_ps(_mm_max_ps(_mm_mul_ps(_mm_loadu_ps(in + k), s), zero), one);
+    return _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(x, full), half));
+  };
+  for (; i + 16 <= n; i += 16) {
+    const __m128i lo = _mm_packs_epi32(lane(i), lane(i + 4)), hi = _mm_packs_epi32(lane(i + 8), lane(i + 12));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(lo, hi));
+  }
+#endif
+  for (; i < n; ++i) out[i] = toByte(in[i] * scale);
+}
+
 class Emitter {
  public:
   Emitter(const DrawTarget& target, const PixelFormat& source, const CGColorSpaceRef& sourceSpace,
@@ -293,12 +317,46 @@ class Emitter {
       : target_(target), src_(source), inv_(1.f / maxValue), alpha_(alpha) {
     match_ = ColorMatch::between(sourceSpace, target.space);
     targetColors_ = target.format.colors;
+    opaqueRGB_ = !match_ && source.alpha < 0 && source.colors == 3 && targetColors_ == 3 && alpha == 1.f;
   }
 
   // vals: n pixels of C floats; coverage: n per-pixel coverage (used as
   // alpha by sources without alpha), times coverageScale.
   void emit(int row, int x0, int n, const float* vals, const float* coverage, float coverageScale) {
     if (n <= 0 || row < 0 || row >= target_.height) return;
+    if (!opaqueRGB_ || coverageScale < 1.f) return blend(row, x0, n, vals, coverage, coverageScale);
+    // An opaque RGB source in the target's space replaces the pixels it
+    // wholly covers; only partly covered edge pixels are blended.
+    const int C = src_.channels;
+    for (int i = 0; i < n;) {
+      int j = i;
+      while (j < n && coverage[j] >= 1.f) ++j;
+      store(row, x0 + i, j - i, vals + static_cast<std::ptrdiff_t>(i) * C);
+      if (j < n) blend(row, x0 + j, 1, vals + static_cast<std::ptrdiff_t>(j) * C, coverage + j, coverageScale);
+      i = j + 1;
+    }
+  }
+
+ private:
+  void store(int row, int x0, int n, const float* vals) const {
+    const int C = src_.channels;
+    std::uint8_t* q = sized(scratch().bytes, static_cast<std::size_t>(n) * C);
+    toBytes(vals, inv_, q, static_cast<std::size_t>(n) * C);
+    std::uint8_t* d = target_.data + static_cast<std::size_t>(row) * target_.bytesPerRow +
+                      static_cast<std::ptrdiff_t>(x0) * 4;
+    // Locals throughout: every byte stored could otherwise alias a member.
+    const PixelFormat& f = target_.format;
+    const int R = f.red, G = f.green, B = f.blue, opaque = f.alpha >= 0 ? f.alpha : f.skip;
+    const int r = src_.red, g = src_.green, b = src_.blue;
+    for (int i = 0; i < n; ++i, q += C, d += 4) {
+      d[R] = q[r];
+      d[G] = q[g];
+      d[B] = q[b];
+      if (opaque >= 0) d[opaque] = 255;
+    }
+  }
+
+  void blend(int row, int x0, int n, const float* vals, const float* coverage, float coverageScale) {
     Scratch& s = scratch();
     const int K = targetColors_ + 1;
     float* canon = sized(s.canonical, static_cast<std::size_t>(n) * 4);
@@ -350,17 +408,17 @@ class Emitter {
     composite(target_, row, x0, n, colors, alpha_);
   }
 
+ public:
   // Source-over of n premultiplied pixels (target colours + alpha, 0...1).
   static void composite(const DrawTarget& t, int row, int x0, int n, const float* px, float alpha) {
     std::uint8_t* d = t.data + static_cast<std::size_t>(row) * t.bytesPerRow;
     const PixelFormat& f = t.format;
-    auto put = [](float v) { return static_cast<std::uint8_t>(clamp01(v) * 255.f + 0.5f); };
     if (f.colors == 1) {
       for (int i = 0; i < n; ++i) {
         const float sa = px[2 * i + 1] * alpha;
         std::uint8_t* p = d + x0 + i;
         const float g = px[2 * i] * alpha + (1.f - sa) * (*p * (1.f / 255.f));
-        *p = put(g);
+        *p = toByte(g);
       }
       return;
     }
@@ -370,16 +428,16 @@ class Emitter {
       std::uint8_t* p = d + static_cast<std::ptrdiff_t>(x0 + i) * 4;
       const float sa = s[3] * alpha;
       if (sa >= 1.f) {
-        p[R] = put(s[0] * alpha);
-        p[G] = put(s[1] * alpha);
-        p[B] = put(s[2] * alpha);
+        p[R] = toByte(s[0] * alpha);
+        p[G] = toByte(s[1] * alpha);
+        p[B] = toByte(s[2] * alpha);
         if (A >= 0) p[A] = 255;
       } else {
         const float k = (1.f - sa) * (1.f / 255.f);
-        p[R] = put(s[0] * alpha + k * p[R]);
-        p[G] = put(s[1] * alpha + k * p[G]);
-        p[B] = put(s[2] * alpha + k * p[B]);
-        if (A >= 0) p[A] = put(sa + k * p[A]);
+        p[R] = toByte(s[0] * alpha + k * p[R]);
+        p[G] = toByte(s[1] * alpha + k * p[G]);
+        p[B] = toByte(s[2] * alpha + k * p[B]);
+        if (A >= 0) p[A] = toByte(sa + k * p[A]);
       }
       if (S >= 0) p[S] = 255;
     }
@@ -391,6 +449,7 @@ class Emitter {
   float inv_;
   float alpha_;
   int targetColors_;
+  bool opaqueRGB_;
   std::shared_ptr<const ColorMatch> match_;
 };
 

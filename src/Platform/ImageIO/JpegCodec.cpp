@@ -57,22 +57,61 @@ bool readHeader(Decompressor& d, ByteView bytes) {
   d.progress.progress_monitor = onProgress;
   d.cinfo.progress = &d.progress;
   jpeg_mem_src(&d.cinfo, bytes.data(), static_cast<unsigned long>(bytes.size()));
-  jpeg_save_markers(&d.cinfo, JPEG_APP0 + 1, 0xFFFF);
-  jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
   if (jpeg_read_header(&d.cinfo, TRUE) != JPEG_HEADER_OK) return false;
   d.cmyk = d.cinfo.jpeg_color_space == JCS_CMYK || d.cinfo.jpeg_color_space == JCS_YCCK;
   return true;
 }
 
-bool copyIcc(Decompressor& d, Data& icc) {
-  JOCTET* profile = nullptr;
-  unsigned int length = 0;
-  if (setjmp(d.err.jump)) return false;
-  if (jpeg_read_icc_profile(&d.cinfo, &profile, &length) && profile) {
-    icc.assign(profile, profile + length);
-    std::free(profile);
+// The EXIF orientation and the ICC profile, read straight from the marker
+// segments before the first scan. libjpeg could keep those segments for us,
+// but it copies them a byte at a time, on every header read: a camera's 64 KiB
+// EXIF block then costs more than the rest of a thumbnail's bookkeeping.
+struct Markers {
+  std::uint16_t orientation = 1;
+  Data icc;
+};
+
+Markers readMarkers(ByteView b) {
+  Markers out;
+  bool sawExif = false;
+  // ICC chunks: "ICC_PROFILE\0", sequence number (1...count), count, data.
+  std::vector<ByteView> chunks;
+  bool iccBroken = false;
+  std::size_t i = 2;
+  while (i + 4 <= b.size()) {
+    if (b[i] != 0xFF) {  // stray bytes between segments: skip to the next marker
+      ++i;
+      continue;
+    }
+    const std::uint8_t m = b[i + 1];
+    if (m == 0xFF || m == 0x01 || (m >= 0xD0 && m <= 0xD8)) {  // fill byte or segment without length
+      i += m == 0xFF ? 1 : 2;
+      continue;
+    }
+    if (m == 0xDA || m == 0xD9) break;  // the first scan, or the end
+    const std::size_t length = std::size_t{b[i + 2]} << 8 | b[i + 3];
+    if (length < 2 || i + 2 + length > b.size()) break;
+    const ByteView body = b.subspan(i + 4, length - 2);
+    if (m == 0xE1 && !sawExif && body.size() > 6 && std::memcmp(body.data(), "Exif\0\0", 6) == 0) {
+      sawExif = true;
+      out.orientation = exifOrientation(body.subspan(6));
+    } else if (m == 0xE2 && body.size() >= 14 && std::memcmp(body.data(), "ICC_PROFILE\0", 12) == 0) {
+      const std::uint8_t seq = body[12], count = body[13];
+      if (chunks.empty()) chunks.resize(count);
+      if (count != chunks.size() || seq == 0 || seq > count || !chunks[seq - 1u].empty() ||
+          body.size() == 14) {
+        iccBroken = true;
+      } else {
+        chunks[seq - 1u] = body.subspan(14);
+      }
+    }
+    i += 2 + length;
   }
-  return true;
+  const bool complete =
+      !chunks.empty() && std::none_of(chunks.begin(), chunks.end(), [](ByteView c) { return c.empty(); });
+  if (complete && !iccBroken)
+    for (ByteView c : chunks) out.icc.insert(out.icc.end(), c.begin(), c.end());
+  return out;
 }
 
 std::optional<ImageInfo> infoOf(Decompressor& d, ByteView bytes) {
@@ -89,13 +128,9 @@ std::optional<ImageInfo> infoOf(Decompressor& d, ByteView bytes) {
     info.dpiWidth = c.X_density * perInch;
     info.dpiHeight = c.Y_density * perInch;
   }
-  for (jpeg_saved_marker_ptr m = c.marker_list; m; m = m->next) {
-    if (m->marker == JPEG_APP0 + 1 && m->data_length > 6 && std::memcmp(m->data, "Exif\0\0", 6) == 0) {
-      info.orientation = exifOrientation(ByteView(m->data + 6, m->data_length - 6));
-      break;
-    }
-  }
-  if (!copyIcc(d, info.iccProfile)) return std::nullopt;
+  Markers markers = readMarkers(bytes);
+  info.orientation = markers.orientation;
+  info.iccProfile = std::move(markers.icc);
   return info;
 }
 
