@@ -225,34 +225,43 @@ void reduceRow(const T* row, const Axis& ax, float* out, float mul) {
 }
 
 // Sums of whole rows: the inner loop of a shrinking draw, one add per source
-// byte. Built for AVX2 too, chosen at load time.
-ORVANE_AVX2_CLONES void addRow(std::uint16_t* acc,
-                                                              const std::uint8_t* row,
-                                                              std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) acc[i] = static_cast<std::uint16_t>(acc[i] + row[i]);
+// byte. `start` makes the row the first of a new sum instead (no clearing pass).
+// Built for AVX2 too, chosen at load time.
+template <class A, class S>
+inline void addRowLoop(A* __restrict acc, const S* __restrict row, std::size_t n, bool start) {
+  if (start) {
+    for (std::size_t i = 0; i < n; ++i) acc[i] = row[i];
+  } else {
+    for (std::size_t i = 0; i < n; ++i) acc[i] = static_cast<A>(acc[i] + row[i]);
+  }
 }
-ORVANE_AVX2_CLONES void addRow(std::uint32_t* acc,
-                                                              const std::uint16_t* row,
-                                                              std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) acc[i] += row[i];
+ORVANE_AVX2_CLONES void addRow(std::uint16_t* acc, const std::uint8_t* row, std::size_t n, bool start) {
+  addRowLoop(acc, row, n, start);
+}
+ORVANE_AVX2_CLONES void addRow(std::uint32_t* acc, const std::uint16_t* row, std::size_t n, bool start) {
+  addRowLoop(acc, row, n, start);
 }
 
-// out += w * in, over whole rows of samples or sums.
+// out += w * in, over whole rows of samples or sums; out = w * in with `start`.
 template <class S>
-inline void addWeightedLoop(float* __restrict out, const S* __restrict in, float w, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) out[i] += w * static_cast<float>(in[i]);
+inline void addWeightedLoop(float* __restrict out, const S* __restrict in, float w, std::size_t n, bool start) {
+  if (start) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = w * static_cast<float>(in[i]);
+  } else {
+    for (std::size_t i = 0; i < n; ++i) out[i] += w * static_cast<float>(in[i]);
+  }
 }
-ORVANE_AVX2_CLONES void addScaled(float* out, const float* in, float w, std::size_t n) {
-  addWeightedLoop(out, in, w, n);
+ORVANE_AVX2_CLONES void addScaled(float* out, const float* in, float w, std::size_t n, bool start = false) {
+  addWeightedLoop(out, in, w, n, start);
 }
-ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint8_t* in, float w, std::size_t n) {
-  addWeightedLoop(out, in, w, n);
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint8_t* in, float w, std::size_t n, bool start) {
+  addWeightedLoop(out, in, w, n, start);
 }
-ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint16_t* in, float w, std::size_t n) {
-  addWeightedLoop(out, in, w, n);
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint16_t* in, float w, std::size_t n, bool start) {
+  addWeightedLoop(out, in, w, n, start);
 }
-ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint32_t* in, float w, std::size_t n) {
-  addWeightedLoop(out, in, w, n);
+ORVANE_AVX2_CLONES void addScaled(float* out, const std::uint32_t* in, float w, std::size_t n, bool start) {
+  addWeightedLoop(out, in, w, n, start);
 }
 
 // ---------------------------------------------------------------------------
@@ -478,12 +487,10 @@ class BoxRows {
     const std::size_t n = static_cast<std::size_t>(width_) * C;
     if constexpr (sizeof(T) == 1) sums_ = sized(s.sum16, n);
     else sums_ = reinterpret_cast<Sum*>(sized(s.sum32, n));
-    std::fill(sums_, sums_ + n, Sum{0});
     const std::size_t dn = static_cast<std::size_t>(ax.size()) * C;
     current_ = sized(s.accumulate[0], dn);
     std::fill(current_, current_ + dn, 0.f);
     vertical_ = sized(s.horizontal, n);
-    std::fill(vertical_, vertical_ + n, 0.f);
   }
 
   bool done() const { return pos_ >= order_.size(); }
@@ -500,10 +507,11 @@ class BoxRows {
       if (r <= l) {
         const float w = ay_.weights[static_cast<std::size_t>(ay_.offset[static_cast<std::size_t>(i)] + r - f)];
         if (w == ay_.unit) {
-          addRow(sums_, row, n);
+          addRow(sums_, row, n, summed_ == 0);
           if (++summed_ == kLimit) foldSums();
         } else if (w > 0) {
-          addScaled(vertical_, row, w, n);
+          addScaled(vertical_, row, w, n, verticalEmpty_);
+          verticalEmpty_ = false;
         }
         if (r < l) return true;
       }
@@ -519,17 +527,17 @@ class BoxRows {
  private:
   void foldSums() {
     const std::size_t n = static_cast<std::size_t>(width_) * C;
-    addScaled(vertical_, sums_, ay_.unit, n);
-    std::fill(sums_, sums_ + n, Sum{0});
+    addScaled(vertical_, sums_, ay_.unit, n, verticalEmpty_);
+    verticalEmpty_ = false;
     summed_ = 0;
   }
 
   // The device row's source rows, summed vertically, reduced across once.
   void finishRow() {
     if (summed_ > 0) foldSums();
-    const std::size_t n = static_cast<std::size_t>(width_) * C;
+    if (verticalEmpty_) std::fill(vertical_, vertical_ + static_cast<std::size_t>(width_) * C, 0.f);
     reduceRow<float, C>(vertical_, ax_, current_, 1.f);
-    std::fill(vertical_, vertical_ + n, 0.f);
+    verticalEmpty_ = true;
     const int i = order_[pos_];
     emitter_.emit(ay_.d0 + i, ax_.d0, ax_.size(), current_, ax_.coverage.data(),
                   ay_.coverage[static_cast<std::size_t>(i)]);
@@ -544,9 +552,10 @@ class BoxRows {
   std::vector<int> order_;
   std::size_t pos_ = 0;
   Sum* sums_ = nullptr;
-  int summed_ = 0;
+  int summed_ = 0;  // rows in sums_; none means it holds nothing to keep
   float* current_ = nullptr;
   float* vertical_ = nullptr;  // weighted source rows of the device row, full width
+  bool verticalEmpty_ = true;  // vertical_ holds nothing to keep
 };
 
 // Vertical interpolation (or nearest): each needed source row is reduced
