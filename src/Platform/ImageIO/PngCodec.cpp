@@ -119,7 +119,16 @@ bool setUpTransforms(ReadSession& s, DecodeJob& job) {
 }
 
 bool readRows(ReadSession& s, DecodeJob& job) {
-  if (setjmp(png_jmpbuf(s.png))) return false;
+  if (setjmp(png_jmpbuf(s.png))) {
+    // After the last row libpng reads on to the end of the image data: a file
+    // cut there has failed, but that row is whole.
+    const std::uint32_t y = job.rowsDone;
+    if (!job.interlaced && y < job.info.height && png_get_current_row_number(s.png) > y) {
+      if (job.sink) job.sink->row(y, job.scratch.data());
+      job.rowsDone = y + 1;
+    }
+    return false;
+  }
   if (job.interlaced) {
     const int passes = PNG_INTERLACE_ADAM7_PASSES;
     for (int pass = 0; pass < passes; ++pass) {
