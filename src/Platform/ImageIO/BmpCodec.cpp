@@ -130,7 +130,6 @@ bool parse(ByteView b, Header& h) {
       const std::uint8_t* p = &b[afterHeader + i * entry];
       h.palette[i] = {p[2], p[1], p[0]};
     }
-    h.info.indexed = true;
   }
   h.info.channels = h.masks[3].mask ? 4 : 3;
   h.byteChannels = h.bits >= 24;

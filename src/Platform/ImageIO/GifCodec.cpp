@@ -59,7 +59,6 @@ bool openFirstFrame(ByteView bytes, FirstFrame& f) {
   }
   f.info.width = static_cast<std::uint32_t>(gif->SWidth);
   f.info.height = static_cast<std::uint32_t>(gif->SHeight);
-  f.info.indexed = true;
   for (;;) {
     GifRecordType type;
     if (DGifGetRecordType(gif, &type) != GIF_OK) return false;

@@ -37,7 +37,6 @@ struct ImageInfo {
   std::uint8_t channels = 0;
   std::uint8_t bitsPerComponent = 8;
   std::uint8_t fileBitsPerSample = 8;  // depth as stored (1 for a bilevel TIFF, 4 for a 16-colour BMP)
-  bool indexed = false;                // the file stores palette indices
   std::uint16_t orientation = 1;       // EXIF orientation 1..8
   double dpiWidth = 0.0;               // 0 when the file does not say
   double dpiHeight = 0.0;

@@ -66,7 +66,6 @@ bool readHeader(ReadSession& s, ImageInfo& out) {
   out.height = height;
   out.fileBitsPerSample = static_cast<std::uint8_t>(depth);
   out.bitsPerComponent = depth == 16 ? 16 : 8;
-  out.indexed = colourType == PNG_COLOR_TYPE_PALETTE;
   switch (colourType) {
     case PNG_COLOR_TYPE_GRAY: out.channels = trns ? 2 : 1; break;
     case PNG_COLOR_TYPE_GRAY_ALPHA: out.channels = 2; break;

@@ -176,7 +176,6 @@ bool readLayout(TIFF* tif, ImageInfo& info, Layout& l) {
       known = known && (l.bits == 1 || l.bits == 2 || l.bits == 4 || l.bits == 8) &&
               TIFFGetField(tif, TIFFTAG_COLORMAP, &l.colourMap[0], &l.colourMap[1], &l.colourMap[2]);
       info.channels = 3;
-      info.indexed = true;
       l.alpha = false;
       break;
     case PHOTOMETRIC_SEPARATED:
