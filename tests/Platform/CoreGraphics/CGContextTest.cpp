@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "CGTestSupport.h"
 
 namespace orvane {
@@ -8,14 +10,13 @@ namespace {
 using namespace cgtest;
 
 TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
-  struct Case {
+  const struct {
     const char* name;
     std::size_t w, h, bpc, bpr;
     bool gray;
     CGBitmapInfo info;
     bool ok;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"argb", 4, 2, 8, 16, false, kCGImageAlphaPremultipliedFirst, true},
       {"rgba", 4, 2, 8, 0, false, kCGImageAlphaPremultipliedLast, true},
       {"xrgb", 4, 2, 8, 20, false, kCGImageAlphaNoneSkipFirst, true},
@@ -31,18 +32,19 @@ TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
       {"zero height", 4, 0, 8, 16, false, kCGImageAlphaPremultipliedFirst, false},
       {"row too short", 4, 2, 8, 15, false, kCGImageAlphaPremultipliedFirst, false},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     const auto space = c.gray ? CGColorSpaceCreateDeviceGray() : srgb();
     const auto ctx = CGBitmapContextCreate(nullptr, c.w, c.h, c.bpc, c.bpr, space, c.info);
-    EXPECT_EQ(ctx != nullptr, c.ok) << c.name;
+    ASSERT_EQ(ctx != nullptr, c.ok);
     if (!ctx) continue;
-    const std::size_t px = c.gray ? 1 : 4;
-    EXPECT_EQ(CGBitmapContextGetBytesPerRow(ctx), c.bpr ? c.bpr : c.w * px) << c.name;
+    const std::size_t px = c.gray ? 1 : 4, bpr = c.bpr ? c.bpr : c.w * px;
+    EXPECT_EQ(CGBitmapContextGetBytesPerRow(ctx), bpr);
     EXPECT_EQ(CGBitmapContextGetBitsPerPixel(ctx), px * 8);
     EXPECT_EQ(CGBitmapContextGetBitmapInfo(ctx), c.info);
     EXPECT_EQ(CGBitmapContextGetColorSpace(ctx), space);
     const auto* data = static_cast<const std::uint8_t*>(CGBitmapContextGetData(ctx));
-    for (std::size_t i = 0; i < CGBitmapContextGetBytesPerRow(ctx) * c.h; ++i) ASSERT_EQ(data[i], 0);
+    EXPECT_TRUE(std::all_of(data, data + bpr * c.h, [](std::uint8_t v) { return v == 0; }));
   }
   EXPECT_FALSE(CGBitmapContextCreate(nullptr, 4, 4, 8, 16, nullptr, kCGImageAlphaPremultipliedFirst));
   EXPECT_EQ(CGBitmapContextGetData(nullptr), nullptr);
@@ -52,11 +54,10 @@ TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
 
 // Orange fill in every target layout: the bytes land where the layout says.
 TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
-  struct Case {
+  const struct {
     CGBitmapInfo info;
     std::array<int, 4> bytes;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {kCGImageAlphaPremultipliedFirst, {255, 255, 128, 0}},
       {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
       {kCGImageAlphaPremultipliedLast, {255, 128, 0, 255}},
@@ -65,7 +66,7 @@ TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
       {kCGImageAlphaNoneSkipFirst, {255, 255, 128, 0}},
       {kCGImageAlphaNoneSkipLast | kCGBitmapByteOrder32Little, {255, 0, 128, 255}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const auto ctx = CGBitmapContextCreate(nullptr, 1, 1, 8, 4, srgb(), c.info);
     CGContextSetRGBFillColor(ctx, 1, 128 / 255.0, 0, 1);
     CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));
@@ -130,10 +131,8 @@ TEST(CGContextState, SaveAndRestoreKeepCTMClipColourAlphaAndQuality) {
   EXPECT_EQ(CGContextGetCTM(ctx), CGAffineTransformMake(2, 0, 0, 3, 1, 2));
   CGContextClipToRect(ctx, CGRectMake(0, 0, 0.5, 0.5));  // device (1, 2, 1, 1.5)
   const CGRect clip = CGContextGetClipBoundingBox(ctx);
-  EXPECT_NEAR(clip.origin.x, 0, 1e-12);
-  EXPECT_NEAR(clip.origin.y, 0, 1e-12);
-  EXPECT_NEAR(clip.size.width, 0.5, 1e-12);
-  EXPECT_NEAR(clip.size.height, 0.5, 1e-12);
+  for (const double v : {clip.origin.x, clip.origin.y, clip.size.width - 0.5, clip.size.height - 0.5})
+    EXPECT_NEAR(v, 0, 1e-12);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
   CGContextSetRGBFillColor(ctx, 1, 0, 0, 1);
   CGContextSetAlpha(ctx, 0.25);
