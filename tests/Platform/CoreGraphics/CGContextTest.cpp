@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "CGTestSupport.h"
+#include "Image/ImageTestSupport.h"
 
 namespace orvane {
 namespace {
 
-using namespace cgtest;
+using namespace testing;
 
 TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
   const struct {
@@ -56,7 +56,7 @@ TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
 TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
   const struct {
     CGBitmapInfo info;
-    std::array<int, 4> bytes;
+    Bytes bytes;
   } cases[] = {
       {kCGImageAlphaPremultipliedFirst, {255, 255, 128, 0}},
       {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
@@ -79,47 +79,28 @@ TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
   EXPECT_EQ(g, 255);
 }
 
-TEST(CGBitmapContext, DrawsIntoTheCallersBuffer) {
-  std::vector<std::uint8_t> buffer(2 * 12, 7);  // 2 rows of 2 pixels and 4 spare bytes
-  const auto ctx = CGBitmapContextCreate(buffer.data(), 2, 2, 8, 12, srgb(), kCGImageAlphaPremultipliedLast);
-  EXPECT_EQ(CGBitmapContextGetData(ctx), buffer.data());
-  CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));  // lower-left pixel: row 1
-  EXPECT_EQ(buffer[12], 0);
-  EXPECT_EQ(buffer[15], 255);
-  EXPECT_EQ(buffer[0], 7);
-  EXPECT_EQ(buffer[8], 7);  // padding untouched
-}
-
 TEST(CGBitmapContext, FillCoverageClearAndAlpha) {
   const auto ctx = argb(4, 1);
   CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
   CGContextFillRect(ctx, CGRectMake(0.5, 0, 2.25, 1));
-  EXPECT_NEAR(at(ctx, 0, 0)[0], 127.5, 0.5);
-  EXPECT_EQ(at(ctx, 1, 0)[0], 255);
-  EXPECT_NEAR(at(ctx, 2, 0)[0], 191.25, 0.5);
-  EXPECT_EQ(at(ctx, 3, 0)[0], 0);
-  // Clearing half a pixel takes half of what is there.
-  CGContextClearRect(ctx, CGRectMake(1.5, 0, 5, 1));
+  for (int x = 0; x < 4; ++x) EXPECT_NEAR(at(ctx, x, 0)[0], (std::array{127.5, 255.0, 191.25, 0.0})[x], 0.5) << x;
+  CGContextClearRect(ctx, CGRectMake(1.5, 0, 5, 1));  // clearing half a pixel takes half of what is there
   EXPECT_NEAR(at(ctx, 1, 0)[0], 127.5, 0.5);
-  EXPECT_EQ(at(ctx, 2, 0), (std::array<int, 4>{0, 0, 0, 0}));
-  // Half-transparent red at alpha 0.5 over nothing: a quarter.
-  CGContextSetRGBFillColor(ctx, 1, 0, 0, 0.5);
+  EXPECT_EQ(at(ctx, 2, 0), (Bytes{0, 0, 0, 0}));
+  CGContextSetRGBFillColor(ctx, 1, 0, 0, 0.5);  // half-transparent red at alpha 0.5 over nothing: a quarter
   CGContextSetAlpha(ctx, 0.5);
   CGContextFillRect(ctx, CGRectMake(3, 0, 1, 1));
   EXPECT_NEAR(at(ctx, 3, 0)[0], 63.75, 0.5);
   EXPECT_EQ(at(ctx, 3, 0)[1], at(ctx, 3, 0)[0]);
-}
 
-TEST(CGBitmapContext, RotatedFillCoversItsInteriorAndBlendsItsEdges) {
-  const auto ctx = argb(20, 20);
-  CGContextTranslateCTM(ctx, 10, 10);
-  CGContextRotateCTM(ctx, 0.3);
-  CGContextFillRect(ctx, CGRectMake(-5, -5, 10, 10));
-  EXPECT_EQ(at(ctx, 10, 10)[0], 255);
-  EXPECT_EQ(at(ctx, 0, 0)[0], 0);
+  const auto turned = argb(20, 20);  // a rotated fill covers its interior and blends its edges
+  CGContextTranslateCTM(turned, 10, 10);
+  CGContextRotateCTM(turned, 0.3);
+  CGContextFillRect(turned, CGRectMake(-5, -5, 10, 10));
+  EXPECT_EQ(at(turned, 10, 10)[0], 255);
+  EXPECT_EQ(at(turned, 0, 0)[0], 0);
   int partial = 0;
-  for (int y = 0; y < 20; ++y)
-    for (int x = 0; x < 20; ++x) partial += at(ctx, x, y)[0] > 0 && at(ctx, x, y)[0] < 255;
+  for (int i = 0; i < 400; ++i) partial += at(turned, i % 20, i / 20)[0] > 0 && at(turned, i % 20, i / 20)[0] < 255;
   EXPECT_GT(partial, 20);
 }
 
@@ -142,51 +123,43 @@ TEST(CGContextState, SaveAndRestoreKeepCTMClipColourAlphaAndQuality) {
   EXPECT_EQ(CGContextGetClipBoundingBox(ctx), CGRectMake(0, 0, 4, 4));
   EXPECT_EQ(CGContextGetInterpolationQuality(ctx), kCGInterpolationDefault);
   CGContextFillRect(ctx, CGRectMake(0, 0, 4, 4));
-  EXPECT_EQ(at(ctx, 2, 2), (std::array<int, 4>{255, 0, 0, 0}));  // opaque black
+  EXPECT_EQ(at(ctx, 2, 2), (Bytes{255, 0, 0, 0}));  // opaque black
   EXPECT_EQ(CGContextGetCTM(nullptr), CGAffineTransformIdentity);
   EXPECT_TRUE(CGRectIsNull(CGContextGetClipBoundingBox(nullptr)));
+
+  const auto clipped = argb(4, 2);  // clips intersect and limit fills and draws
+  CGContextClipToRect(clipped, CGRectMake(1, 0, 2.5, 2));
+  CGContextClipToRect(clipped, CGRectMake(0, 1, 4, 1));  // top row only
+  CGContextSetRGBFillColor(clipped, 1, 1, 1, 1);
+  CGContextFillRect(clipped, CGRectMake(0, 0, 4, 2));
+  for (int i = 0; i < 8; ++i) EXPECT_NEAR(at(clipped, i % 4, i / 4)[0], (std::array<double, 8>{0, 255, 255, 127.5})[i], 0.5) << i;
+  CGContextClearRect(clipped, CGRectMake(0, 0, 4, 2));
+  CGContextDrawImage(clipped, CGRectMake(0, 0, 4, 2), solid(4, 2, {9, 9, 9}));
+  for (int i : {0, 1, 2, 4, 5, 6, 7}) EXPECT_EQ(at(clipped, i % 4, i / 4)[1], i == 1 || i == 2 ? 9 : 0) << i;
 }
 
-TEST(CGContextState, ClipLimitsFillsAndDraws) {
-  const auto ctx = argb(4, 2);
-  CGContextClipToRect(ctx, CGRectMake(1, 0, 2.5, 2));
-  CGContextClipToRect(ctx, CGRectMake(0, 1, 4, 1));  // top row only
-  CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
-  CGContextFillRect(ctx, CGRectMake(0, 0, 4, 2));
-  EXPECT_EQ(at(ctx, 0, 0)[0], 0);
-  EXPECT_EQ(at(ctx, 1, 0)[0], 255);
-  EXPECT_NEAR(at(ctx, 3, 0)[0], 127.5, 0.5);
-  EXPECT_EQ(at(ctx, 1, 1)[0], 0);
-  CGContextClearRect(ctx, CGRectMake(0, 0, 4, 2));
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 4, 2), solid(4, 2, {9, 9, 9, 255}));
-  EXPECT_EQ(at(ctx, 2, 0)[1], 9);
-  EXPECT_EQ(at(ctx, 2, 1)[1], 0);
-  EXPECT_EQ(at(ctx, 0, 0)[1], 0);
-}
-
-TEST(CGBitmapContext, ImageKeepsThePixelsOfItsMoment) {
-  const auto ctx = argb(2, 1);
+TEST(CGBitmapContext, ImagesKeepThePixelsOfTheirMomentAndCallersBuffersAreUsed) {
+  std::vector<std::uint8_t> buffer(2 * 12, 7);  // 2 rows of 2 pixels and 4 spare bytes
+  const auto ctx = CGBitmapContextCreate(buffer.data(), 2, 2, 8, 12, srgb(), kCGImageAlphaPremultipliedFirst);
+  EXPECT_EQ(CGBitmapContextGetData(ctx), buffer.data());
+  CGContextClearRect(ctx, CGRectMake(0, 0, 2, 2));
+  EXPECT_EQ(buffer[8], 7) << "padding untouched";
   CGContextSetRGBFillColor(ctx, 1, 0, 0, 1);
-  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
+  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));  // the lower row: memory row 1
   const auto first = CGBitmapContextCreateImage(ctx);
   CGContextSetRGBFillColor(ctx, 0, 0, 1, 1);
   CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));
   const auto second = CGBitmapContextCreateImage(ctx);
-  const Data red{255, 255, 0, 0, 255, 255, 0, 0};
-  const Data mixed{255, 0, 0, 255, 255, 255, 0, 0};
-  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(first)), red);
-  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(second)), mixed);
+  const Data red{255, 255, 0, 0, 255, 255, 0, 0}, mixed{255, 0, 0, 255, 255, 255, 0, 0};
+  EXPECT_EQ(Data(buffer.begin() + 12, buffer.begin() + 20), mixed);
+  EXPECT_EQ(Data(buffer.begin(), buffer.begin() + 8), Data(8, 0));
   EXPECT_EQ(CGImageGetBitmapInfo(first), kCGImageAlphaPremultipliedFirst);
-  EXPECT_EQ(CGImageGetBytesPerRow(first), 8u);
-  // Writing through the data pointer does not reach the images either.
-  static_cast<std::uint8_t*>(CGBitmapContextGetData(ctx))[1] = 7;
-  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(second)), mixed);
-  // An image of a caller's buffer is a copy.
-  std::vector<std::uint8_t> buffer(4, 0);
-  const auto outside = CGBitmapContextCreate(buffer.data(), 1, 1, 8, 4, srgb(), kCGImageAlphaPremultipliedFirst);
-  const auto snap = CGBitmapContextCreateImage(outside);
-  buffer[0] = 9;
-  EXPECT_EQ((*CGDataProviderCopyData(CGImageGetDataProvider(snap)))[0], 0);
+  EXPECT_EQ(CGImageGetBytesPerRow(first), 12u);
+  buffer[13] = 9;  // writing to the buffer reaches neither image
+  for (const auto& [image, want] : {std::pair{first, red}, std::pair{second, mixed}}) {
+    const Data px = pixelBytes(image);
+    EXPECT_EQ(Data(px.begin() + 12, px.begin() + 20), want);
+  }
 }
 
 }  // namespace

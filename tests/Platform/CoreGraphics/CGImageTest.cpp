@@ -3,45 +3,45 @@
 #include <atomic>
 #include <thread>
 
-#include "CGTestSupport.h"
+#include "Image/ImageTestSupport.h"
 #include "Platform/CoreGraphics/ImageDecoder.h"
 
 namespace orvane {
 namespace {
 
-using namespace cgtest;
+using namespace testing;
 
 TEST(CGImage, CreateChecksItsParameters) {
-  struct Case {
+  const struct {
     const char* name;
     std::size_t w, h, bpc, bpp, bpr;
     CGBitmapInfo info;
     std::size_t bytes;
-    bool gray;
     bool ok;
+  } cases[] = {
+      {"rgba", 3, 2, 8, 32, 12, kCGImageAlphaPremultipliedLast, 24, true},
+      {"last row needs only its pixels", 3, 2, 8, 32, 16, kCGImageAlphaLast, 28, true},
+      {"rgb 16", 2, 2, 16, 48, 12, kCGImageAlphaNone, 24, true},
+      {"gray", 5, 1, 8, 8, 5, kCGImageAlphaNone, 5, true},
+      {"zero width", 0, 2, 8, 32, 12, kCGImageAlphaLast, 24, false},
+      {"zero height", 3, 0, 8, 32, 12, kCGImageAlphaLast, 24, false},
+      {"4 bits", 3, 2, 4, 16, 12, kCGImageAlphaLast, 24, false},
+      {"bpp does not fit", 3, 2, 8, 24, 12, kCGImageAlphaLast, 24, false},
+      {"row too short", 3, 2, 8, 32, 11, kCGImageAlphaLast, 24, false},
+      {"too few bytes", 3, 2, 8, 32, 12, kCGImageAlphaLast, 23, false},
+      {"alpha only", 3, 2, 8, 8, 3, kCGImageAlphaOnly, 6, false},
+      {"32Little with 24 bits", 3, 2, 8, 24, 9, kCGImageAlphaNone | kCGBitmapByteOrder32Little, 18, false},
+      {"32Little with 16-bit", 1, 1, 16, 64, 8, kCGImageAlphaLast | kCGBitmapByteOrder32Little, 8, false},
+      {"float bit", 1, 1, 8, 32, 4, kCGImageAlphaLast | 0x100, 4, false},
   };
-  const Case cases[] = {
-      {"rgba", 3, 2, 8, 32, 12, kCGImageAlphaPremultipliedLast, 24, false, true},
-      {"last row needs only its pixels", 3, 2, 8, 32, 16, kCGImageAlphaLast, 28, false, true},
-      {"rgb 16", 2, 2, 16, 48, 12, kCGImageAlphaNone, 24, false, true},
-      {"gray", 5, 1, 8, 8, 5, kCGImageAlphaNone, 5, true, true},
-      {"zero width", 0, 2, 8, 32, 12, kCGImageAlphaLast, 24, false, false},
-      {"zero height", 3, 0, 8, 32, 12, kCGImageAlphaLast, 24, false, false},
-      {"4 bits", 3, 2, 4, 16, 12, kCGImageAlphaLast, 24, false, false},
-      {"bpp does not fit", 3, 2, 8, 24, 12, kCGImageAlphaLast, 24, false, false},
-      {"row too short", 3, 2, 8, 32, 11, kCGImageAlphaLast, 24, false, false},
-      {"too few bytes", 3, 2, 8, 32, 12, kCGImageAlphaLast, 23, false, false},
-      {"alpha only", 3, 2, 8, 8, 3, kCGImageAlphaOnly, 6, true, false},
-      {"32Little with 24 bits", 3, 2, 8, 24, 9, kCGImageAlphaNone | kCGBitmapByteOrder32Little, 18, false, false},
-      {"32Little with 16-bit", 1, 1, 16, 64, 8, kCGImageAlphaLast | kCGBitmapByteOrder32Little, 8, false, false},
-      {"float bit", 1, 1, 8, 32, 4, kCGImageAlphaLast | 0x100, 4, false, false},
-  };
-  for (const Case& c : cases) {
-    const auto space = c.gray ? CGColorSpaceCreateDeviceGray() : srgb();
-    const auto img = CGImageCreate(c.w, c.h, c.bpc, c.bpp, c.bpr, space, c.info,
-                                   CGDataProviderCreateWithData(Data(c.bytes)), nullptr, true,
-                                   kCGRenderingIntentDefault);
-    EXPECT_EQ(img != nullptr, c.ok) << c.name;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto space = c.bpp == 8 ? CGColorSpaceCreateDeviceGray() : srgb();
+    Data bytes(c.bytes);
+    for (std::size_t i = 0; i < c.bytes; ++i) bytes[i] = std::uint8_t(i + 1);
+    const auto img = CGImageCreate(c.w, c.h, c.bpc, c.bpp, c.bpr, space, c.info, CGDataProviderCreateWithData(bytes),
+                                   nullptr, true, kCGRenderingIntentDefault);
+    ASSERT_EQ(img != nullptr, c.ok);
     if (!img) continue;
     EXPECT_EQ(CGImageGetWidth(img), c.w);
     EXPECT_EQ(CGImageGetHeight(img), c.h);
@@ -51,17 +51,13 @@ TEST(CGImage, CreateChecksItsParameters) {
     EXPECT_EQ(CGImageGetBitmapInfo(img), c.info);
     EXPECT_EQ(CGImageGetAlphaInfo(img), c.info & kCGBitmapAlphaInfoMask);
     EXPECT_EQ(CGImageGetColorSpace(img), space);
+    EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(img)), bytes) << "the provider hands back the bytes";
   }
   const double decode[2] = {1, 0};
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, CGDataProviderCreateWithData(Data(4)),
-                             decode, true, kCGRenderingIntentDefault));
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast,
-                             CGDataProviderCreateWithData(Data(4)), nullptr, true, kCGRenderingIntentDefault));
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true,
-                             kCGRenderingIntentDefault));
-}
-
-TEST(CGImage, NullImageAnswersZero) {
+  const auto four = [] { return CGDataProviderCreateWithData(Data(4)); };
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, four(), decode, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast, four(), nullptr, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true, kCGRenderingIntentDefault));
   const CGImageRef none;
   EXPECT_EQ(CGImageGetWidth(none), 0u);
   EXPECT_EQ(CGImageGetBytesPerRow(none), 0u);
@@ -71,25 +67,17 @@ TEST(CGImage, NullImageAnswersZero) {
   EXPECT_EQ(CGImageCreateWithImageInRect(none, CGRectMake(0, 0, 1, 1)), nullptr);
 }
 
-TEST(CGImage, ProviderHandsBackTheBytes) {
-  const Data bytes{1, 2, 3, 4, 5, 6, 7, 8};
-  const auto img = image8(2, 1, 4, kCGImageAlphaLast, bytes);
-  EXPECT_EQ(*CGDataProviderCopyData(CGImageGetDataProvider(img)), bytes);
-}
-
 TEST(CGImage, CropTakesTheIntegralRectangleFromTheTopLeft) {
   Data px;
   for (std::uint8_t i = 0; i < 12; ++i) px.insert(px.end(), {i, 0, 0, 255});
   const auto img = image8(4, 3, 4, kCGImageAlphaPremultipliedLast, px);
-  const auto crop = CGImageCreateWithImageInRect(img, CGRectMake(1.5, 0.2, 2, 1.5));
+  const auto crop = CGImageCreateWithImageInRect(img, CGRectMake(1.5, 0.2, 2, 1.5));  // integral: (1, 0, 3, 2)
   ASSERT_TRUE(crop);
-  // (1.5, 0.2, 2, 1.5) made integral is (1, 0, 3, 2).
   EXPECT_EQ(CGImageGetWidth(crop), 3u);
   EXPECT_EQ(CGImageGetHeight(crop), 2u);
   EXPECT_EQ(CGImageGetBytesPerRow(crop), 12u);
   const auto data = CGDataProviderCopyData(CGImageGetDataProvider(crop));
-  const int want[] = {1, 2, 3, 5, 6, 7};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ((*data)[static_cast<std::size_t>(i) * 4], want[i]);
+  for (int i = 0; i < 6; ++i) EXPECT_EQ((*data)[std::size_t(i) * 4], (std::array{1, 2, 3, 5, 6, 7})[i]);
   // Clipped to the image; nothing left answers null.
   EXPECT_EQ(CGImageGetWidth(CGImageCreateWithImageInRect(img, CGRectMake(3, -5, 10, 6))), 1u);
   EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)));
@@ -97,68 +85,60 @@ TEST(CGImage, CropTakesTheIntegralRectangleFromTheTopLeft) {
 }
 
 // A decoder that hands out a solid grey picture and counts its calls.
-class FakeDecoder : public ImageDecoder {
- public:
-  FakeDecoder(int w, int h, std::uint8_t value, bool reduced, bool stream, bool streamFails = false)
-      : w_(w), h_(h), value_(value), reduced_(reduced), stream_(stream), streamFails_(streamFails) {}
+struct FakeDecoder : ImageDecoder {
+  FakeDecoder(int side, bool reduced, bool stream, bool streamFails = false)
+      : w(side), h(side / 2), reduced(reduced), stream(stream), streamFails(streamFails) {}
   std::optional<Data> decode() const override {
     ++decodes;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    return Data(static_cast<std::size_t>(w_) * h_ * 4, value_);
+    return Data(std::size_t(w) * h * 4, 100);
   }
   CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
     ++reducedCalls;
     asked = {double(minWidth), double(minHeight)};
-    if (!reduced_) return nullptr;
     // Colour 10 apart from the full decode, so a test sees which one drew.
-    return solid(w_ / 4, h_ / 4, {std::uint8_t(value_ + 10), std::uint8_t(value_ + 10),
-                                  std::uint8_t(value_ + 10), 255});
+    return reduced ? solid(w / 4, h / 4, {110, 110, 110}) : nullptr;
   }
-  bool canStreamRows() const override { return stream_; }
+  bool canStreamRows() const override { return stream; }
   bool streamRows(ImageRowSink& sink) const override {
     ++streams;
-    const Data row(static_cast<std::size_t>(w_) * 4, value_);
-    for (int r = 0; r < h_; ++r) {
-      if (streamFails_ && r == h_ / 2) return false;
+    const Data row(std::size_t(w) * 4, 100);
+    for (int r = 0; r < h; ++r) {
+      if (streamFails && r == h / 2) return false;
       ++rowsStreamed;
       if (!sink.consumeRow(row.data())) return true;
     }
     return true;
   }
+  CGImageRef image() { return CGImageCreateWithDecoder(layout(w, h), srgb(), std::shared_ptr<FakeDecoder>(this, [](auto*) {})); }
+  static ImagePixelLayout layout(int w, int h) {
+    return {std::size_t(w), std::size_t(h), 8, 32, std::size_t(w) * 4, kCGImageAlphaNoneSkipLast};
+  }
   mutable std::atomic<int> decodes{0}, reducedCalls{0}, streams{0}, rowsStreamed{0};
   mutable CGSize asked;
-
- private:
-  int w_, h_;
-  std::uint8_t value_;
-  bool reduced_, stream_, streamFails_;
+  int w, h;
+  bool reduced, stream, streamFails;
 };
 
-ImagePixelLayout rgbaLayout(int w, int h) {
-  return {static_cast<std::size_t>(w), static_cast<std::size_t>(h), 8, 32,
-          static_cast<std::size_t>(w) * 4, kCGImageAlphaNoneSkipLast};
-}
-
 TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
-  auto decoder = std::make_shared<FakeDecoder>(8, 8, 100, false, false);
-  const auto img = CGImageCreateWithDecoder(rgbaLayout(8, 8), srgb(), decoder);
+  FakeDecoder decoder(8, false, false);
+  const auto img = decoder.image();
   ASSERT_TRUE(img);
-  EXPECT_EQ(decoder->decodes, 0);
-  std::vector<std::thread> threads;
+  EXPECT_EQ(decoder.decodes, 0);
   std::atomic<int> seen{0};
+  std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&] {
       const auto data = CGDataProviderCopyData(CGImageGetDataProvider(img));
-      if (data && data->size() == 256 && (*data)[0] == 100) ++seen;
+      seen += data && data->size() == 128 && (*data)[0] == 100;
     });
   for (auto& t : threads) t.join();
   EXPECT_EQ(seen, 4);
-  EXPECT_EQ(decoder->decodes, 1);
+  EXPECT_EQ(decoder.decodes, 1);
 }
 
-// Shrinking draws use a reduced decode big enough, else stream rows (and stop
-// once the visible rows are in), else decode in full; enlarging and 1:1 draws
-// use the full decode.
+// Shrinking draws use a reduced decode big enough, else stream rows (and stop once the visible
+// rows are in), else decode in full; enlarging and 1:1 draws use the full decode.
 TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
   const struct {
     const char* name;
@@ -174,35 +154,33 @@ TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    auto decoder = std::make_shared<FakeDecoder>(c.side, c.side / 2, 100, c.reduced, c.stream, c.streamFails);
-    const auto img = CGImageCreateWithDecoder(rgbaLayout(c.side, c.side / 2), srgb(), decoder);
+    FakeDecoder decoder(c.side, c.reduced, c.stream, c.streamFails);
+    const auto img = decoder.image();
     const auto ctx = argb(16, 8);
     CGContextDrawImage(ctx, c.rect, img);
-    EXPECT_EQ(decoder->decodes, c.decodes);
-    EXPECT_EQ(decoder->streams, c.streams);
+    EXPECT_EQ(decoder.decodes, c.decodes);
+    EXPECT_EQ(decoder.streams, c.streams);
     EXPECT_EQ(at(ctx, 5, 3), (std::array<int, 4>{255, c.value, c.value, c.value}));
     EXPECT_EQ(at(ctx, 5, 7)[1], c.value);
     if (c.reduced && c.side == 64) {
-      EXPECT_EQ(decoder->asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
+      EXPECT_EQ(decoder.asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
     }
     if (c.streams && !c.streamFails) {
-      EXPECT_LT(decoder->rowsStreamed, 32);
+      EXPECT_LT(decoder.rowsStreamed, 32);
     }
     if (c.side == 4) {
       CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
-      EXPECT_EQ(decoder->reducedCalls, 0);
-      EXPECT_EQ(decoder->streams, 0);
+      EXPECT_EQ(decoder.reducedCalls, 0);
+      EXPECT_EQ(decoder.streams, 0);
     }
   }
-}
-
-TEST(DecoderImage, RefusesLayoutsAndSizesItCannotHold) {
-  auto decoder = std::make_shared<FakeDecoder>(4, 4, 1, false, false);
-  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), nullptr, decoder));
-  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), srgb(), nullptr));
-  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(65536, 1), srgb(), decoder));
-  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(16385, 16385), srgb(), decoder));
-  EXPECT_FALSE(CGImageCreateWithDecoder(rgbaLayout(4, 4), CGColorSpaceCreateDeviceGray(), decoder));
+  FakeDecoder decoder(4, false, false);  // layouts and sizes a decoded image cannot hold
+  const auto shared = std::shared_ptr<FakeDecoder>(&decoder, [](auto*) {});
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), nullptr, shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), srgb(), nullptr));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(65536, 1), srgb(), shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(16385, 16385), srgb(), shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), CGColorSpaceCreateDeviceGray(), shared));
 }
 
 }  // namespace
