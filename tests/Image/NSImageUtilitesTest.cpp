@@ -9,8 +9,7 @@ namespace orvane {
 namespace {
 
 using N = NSImageUtilites;
-using testing::ScopedMainScreen;
-using testing::solidImage;
+using namespace testing;
 
 bool isJpeg(const std::optional<Data>& d) { return d && d->size() > 3 && (*d)[0] == 0xFF && (*d)[1] == 0xD8; }
 bool isPng(const std::optional<Data>& d) { return d && d->size() > 8 && (*d)[1] == 'P' && (*d)[2] == 'N'; }
@@ -27,7 +26,7 @@ std::shared_ptr<NSImage> drawn(CGSize size) {
 }
 
 TEST(NSImageUtilitesTest, TheCGImageFamilyWritesJpegWhateverItIsAskedFor) {
-  const CGImageRef image = solidImage(8, 8, {1, 2, 3});
+  const CGImageRef image = solid(8, 8, {1, 2, 3});
   EXPECT_TRUE(isJpeg(N::jpegDataFromCGImage(image)));
   EXPECT_TRUE(isJpeg(N::pngDataFromCGImage(image)));
   EXPECT_TRUE(isJpeg(N::jp2kDataFromCGImage(image)));
@@ -38,10 +37,10 @@ TEST(NSImageUtilitesTest, TheCGImageFamilyWritesJpegWhateverItIsAskedFor) {
 TEST(NSImageUtilitesTest, TheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw) {
   ScopedMainScreen none(std::nullopt);
   // First representation a bitmap: encoded from it, at factor 1.0.
-  const auto bitmap = NSBitmapImageRep::initWithCGImage(solidImage(20, 10, {255, 0, 0}));
+  const auto bitmap = NSBitmapImageRep::initWithCGImage(solid(20, 10, {255, 0, 0}));
   const auto withBitmap = NSImage::initWithSize({20, 10});
   withBitmap->addRepresentation(bitmap);
-  withBitmap->addRepresentation(NSBitmapImageRep::initWithCGImage(solidImage(4, 4, {0, 0, 255})));
+  withBitmap->addRepresentation(NSBitmapImageRep::initWithCGImage(solid(4, 4, {0, 0, 255})));
   const NSDictionary best{{NSImageCompressionFactor, 1.0f}};
   EXPECT_EQ(N::jpegData(withBitmap), bitmap->representationUsingTypeProperties(3, best));
   EXPECT_TRUE(isPng(N::pngData(withBitmap)));
@@ -49,33 +48,26 @@ TEST(NSImageUtilitesTest, TheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw)
   // First representation drawn, a bitmap behind it: the TIFF data holds the
   // bitmap, and that is what gets encoded.
   const auto behind = drawn({20, 10});
-  behind->addRepresentation(NSBitmapImageRep::initWithCGImage(solidImage(6, 3, {0, 0, 255})));
-  const CGImageRef fromTiff = HXImageUtility::readImageFromData(*N::pngData(behind));
-  ASSERT_TRUE(fromTiff);
-  EXPECT_EQ(CGImageGetWidth(fromTiff), 6u);
+  behind->addRepresentation(NSBitmapImageRep::initWithCGImage(solid(6, 3, {0, 0, 255})));
+  EXPECT_EQ(dims(HXImageUtility::readImageFromData(*N::pngData(behind))), (Dims{6, 3}));
 
   // Nothing but a drawing and no screen: a redraw at the point size (the
   // focus bitmap's scale is 1 without a screen).
-  const CGImageRef redrawn = HXImageUtility::readImageFromData(*N::pngData(drawn({7, 5})));
-  ASSERT_TRUE(redrawn);
-  EXPECT_EQ(CGImageGetWidth(redrawn), 7u);
-  EXPECT_EQ(CGImageGetHeight(redrawn), 5u);
+  EXPECT_EQ(dims(HXImageUtility::readImageFromData(*N::pngData(drawn({7, 5})))), (Dims{7, 5}));
   EXPECT_FALSE(N::dataWithCodec(nullptr, 4));
 }
 
 TEST(NSImageUtilitesTest, CGImageDecodesTheTiffDataBeforeItDraws) {
   ScopedMainScreen none(std::nullopt);
-  const auto photo = NSImage::initWithCGImageSize(solidImage(64, 48, {5, 6, 7}), {640, 480});
-  const CGImageRef image = N::CGImage(photo);
-  ASSERT_TRUE(image);
-  EXPECT_EQ(CGImageGetWidth(image), 64u) << "the bitmap's pixels, not its point size";
+  const auto photo = NSImage::initWithCGImageSize(solid(64, 48, {5, 6, 7}), {640, 480});
+  EXPECT_EQ(dims(N::CGImage(photo)), (Dims{64, 48})) << "the bitmap's pixels, not its point size";
   EXPECT_EQ(N::convertFromTIFFRep(drawn({3, 3})), nullptr);
   EXPECT_EQ(N::CGImage(drawn({3, 3})), nullptr) << "no screen: the scale factor 0 gives no bitmap";
 }
 
 TEST(NSImageUtilitesTest, DrawingTakesEachSideFromPixelsOfTwoOrMoreElsePointsTimesScale) {
   ScopedMainScreen retina(MainScreenOverride{true, CGSizeMake(144, 144), 2.0});
-  const auto thin = NSImage::initWithCGImageSize(solidImage(1, 300, {0, 0, 0}), {10.7, 40});
+  const auto thin = NSImage::initWithCGImageSize(solid(1, 300, {0, 0, 0}), {10.7, 40});
   const struct {
     std::shared_ptr<NSImage> image;
     std::size_t w, h;
@@ -85,23 +77,18 @@ TEST(NSImageUtilitesTest, DrawingTakesEachSideFromPixelsOfTwoOrMoreElsePointsTim
   };
   for (const auto& c : cases) {
     const CGImageRef image = N::convertFromDrawing(c.image);
-    ASSERT_TRUE(image);
-    EXPECT_EQ(CGImageGetWidth(image), c.w);
-    EXPECT_EQ(CGImageGetHeight(image), c.h);
+    EXPECT_EQ(dims(image), (Dims{c.w, c.h}));
     EXPECT_EQ(CGImageGetBitmapInfo(image), 2u);
   }
-  const Data px = testing::pixelBytes(N::convertFromDrawing(drawn({4, 4})));
-  EXPECT_EQ(Data(px.begin(), px.begin() + 4), (Data{255, 0, 255, 0})) << "drawn, A R G B";
+  EXPECT_EQ(bytesAt(N::convertFromDrawing(drawn({4, 4})), 0), (Bytes{255, 0, 255, 0})) << "drawn, A R G B";
   // Drawn upright: a picture's top row, red, stays on top; its bottom row is blue.
-  const Data rows{255, 0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255, 255};
   const auto twoRows = NSImage::initWithCGImageSize(
-      CGImageCreate(2, 2, 8, 32, 8, CGColorSpaceCreateWithName(kCGColorSpaceSRGB), kCGImageAlphaPremultipliedLast,
-                    CGDataProviderCreateWithData(rows), nullptr, false, kCGRenderingIntentDefault),
+      image8(2, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255, 255}),
       CGSizeZero);
-  const Data upright = testing::pixelBytes(N::convertFromDrawing(twoRows));
-  ASSERT_EQ(upright.size(), 16u);
-  EXPECT_EQ(Data(upright.begin(), upright.begin() + 4), (Data{255, 255, 0, 0}));
-  EXPECT_EQ(Data(upright.end() - 4, upright.end()), (Data{255, 0, 0, 255}));
+  const CGImageRef upright = N::convertFromDrawing(twoRows);
+  ASSERT_EQ(pixelBytes(upright).size(), 16u);
+  EXPECT_EQ(bytesAt(upright, 0), (Bytes{255, 255, 0, 0}));
+  EXPECT_EQ(bytesAt(upright, 12), (Bytes{255, 0, 0, 255}));
 }
 
 }  // namespace

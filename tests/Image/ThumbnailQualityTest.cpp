@@ -40,11 +40,8 @@ TEST(ThumbnailQuality, EveryFormatStaysWithin40dBOfTheAreaAverage) {
     SCOPED_TRACE(type);
     const auto file = HXImageUtility::saveImageWithFormatQualityProperty(picture, type, 0.9, nullptr);
     ASSERT_TRUE(file && !file->empty());
-    const CGImageRef thumb = HXImageUtility::createThumbnailFromImage(CGSizeMake(100, 100),
-                                                                      HXImageUtility::readImageFromData(*file));
-    ASSERT_TRUE(thumb);
-    ASSERT_EQ(CGImageGetWidth(thumb), 100u);
-    ASSERT_EQ(CGImageGetHeight(thumb), 75u);
+    const CGImageRef thumb = HXImageUtility::createThumbnailFromImage({100, 100}, HXImageUtility::readImageFromData(*file));
+    ASSERT_EQ(testing::dims(thumb), (testing::Dims{100, 75}));
     const CGImageRef full = HXImageUtility::readImageFromData(*file);
     const Data pixels = testing::pixelBytes(full);
     const Data thumbPixels = testing::pixelBytes(thumb);
