@@ -22,9 +22,8 @@ TEST(CIImageTest, ExtentsFollowEachStepExactly) {
   EXPECT_EQ(image->imageByApplyingTransform(CGAffineTransformMakeScale(2, 0.5))->extent(),
             CGRectMake(0, 0, 200, 25));
 
-  // Two turns by 45 degrees: the first box of the 100 x 50 rectangle is a
-  // square of side 150 / sqrt(2), whose box turned again has side 150 (one
-  // turn by 90 degrees would give 50 x 100).
+  // Two turns by 45 degrees: the box of the first is a square of side 150 / sqrt(2), whose box
+  // turned again has side 150 (one turn by 90 degrees would give 50 x 100).
   const auto eighth = CGAffineTransformMakeRotation(std::numbers::pi / 4);
   auto turned = image->imageByApplyingTransform(eighth);
   const CGRect once = turned->extent();
