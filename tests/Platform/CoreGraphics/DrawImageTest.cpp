@@ -18,23 +18,20 @@ using Bytes = std::array<int, 4>;
 TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
   const CGAffineTransform turn30 = CGAffineTransformConcat(CGAffineTransformMakeRotation(std::numbers::pi / 6),
                                                            CGAffineTransformMakeTranslation(40, 5));
+  const CGAffineTransform id = CGAffineTransformIdentity;
   const struct {
-    const char* name;
     CGAffineTransform ctm;
     CGRect rect;
     CGInterpolationQuality quality;
   } cases[] = {
-      {"shrink", CGAffineTransformIdentity, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},
-      {"enlarge", CGAffineTransformIdentity, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
-      {"enlarge high", CGAffineTransformIdentity, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},
-      {"nearest", CGAffineTransformIdentity, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
-      {"flipped", CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
-      {"rotated shrink", turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},
-      {"rotated enlarge", turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
+      {id, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},  {id, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
+      {id, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},             {id, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
+      {CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
+      {turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},       {turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
   };
   const auto img = solid(57, 43, {200, 100, 50});
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(&c - cases);
     const auto ctx = argb(64, 64);
     CGContextConcatCTM(ctx, c.ctm);
     CGContextSetInterpolationQuality(ctx, c.quality);
@@ -61,12 +58,8 @@ TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
 }
 
 TEST(DrawImage, ShrinkingMatchesTheExactAreaAverage) {
-  // A checkerboard halved exactly is mid-grey everywhere, to half a level.
-  std::vector<std::uint8_t> board;
-  for (int i = 0; i < 64 * 64; ++i) {
-    const std::uint8_t v = (i % 64 + i / 64) % 2 ? 255 : 0;
-    board.insert(board.end(), {v, v, v, 255});
-  }
+  std::vector<std::uint8_t> board;  // a checkerboard halved exactly is mid-grey everywhere, to half a level
+  for (int i = 0; i < 64 * 64; ++i) board.insert(board.end(), 3, (i % 64 + i / 64) % 2 ? 255 : 0), board.push_back(255);
   const auto half = argb(32, 32);
   CGContextDrawImage(half, CGRectMake(0, 0, 32, 32), image8(64, 64, 4, kCGImageAlphaPremultipliedLast, board));
   for (int i = 0; i < 32 * 32; ++i) {
@@ -100,6 +93,7 @@ TEST(DrawImage, EdgesFlipsAndTurnsLandWhereTheCTMSays) {
   for (int x = 0; x < 4; ++x) EXPECT_NEAR(at(edges, x, 0)[0], (std::array{127.5, 255.0, 127.5, 0.0})[x], 0.5) << x;
 
   const auto redOverBlue = image8(1, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
+  const auto redBesideBlue = image8(2, 1, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
   const auto upright = argb(1, 2), flipped = argb(1, 2);
   CGContextDrawImage(upright, CGRectMake(0, 0, 1, 2), redOverBlue);
   EXPECT_EQ(at(upright, 0, 0), (Bytes{255, 255, 0, 0})) << "the top row lands at the rectangle's top";
@@ -112,26 +106,31 @@ TEST(DrawImage, EdgesFlipsAndTurnsLandWhereTheCTMSays) {
   const auto turned = argb(1, 2);  // a quarter turn moves the left column to the bottom
   CGContextTranslateCTM(turned, 1, 0);
   CGContextRotateCTM(turned, std::numbers::pi / 2);
-  CGContextDrawImage(turned, CGRectMake(0, 0, 2, 1), image8(2, 1, 4, kCGImageAlphaPremultipliedLast,
-                                                            {255, 0, 0, 255, 0, 0, 255, 255}));
+  CGContextDrawImage(turned, CGRectMake(0, 0, 2, 1), redBesideBlue);
   for (int k = 0; k < 4; ++k) {
     EXPECT_NEAR(at(turned, 0, 0)[k], (Bytes{255, 0, 0, 255})[k], 1) << k;
     EXPECT_NEAR(at(turned, 0, 1)[k], (Bytes{255, 255, 0, 0})[k], 1) << k;
   }
 }
 
-// Averaging premultiplied colours: a transparent neighbour adds no colour.
-TEST(DrawImage, TransparentPixelsDoNotDarkenOrTint) {
+// Averaging premultiplied colours: a transparent neighbour adds no colour; global alpha scales source-over.
+TEST(DrawImage, TransparencyNeitherDarkensNorTintsAndGlobalAlphaBlends) {
   for (CGImageAlphaInfo info : {kCGImageAlphaPremultipliedLast, kCGImageAlphaLast}) {
     // Opaque red beside a transparent pixel whose stored colour is green.
-    const std::uint8_t g = info == kCGImageAlphaLast ? 255 : 0;
     const auto ctx = argb(1, 1);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), image8(2, 1, 4, info, {255, 0, 0, 255, 0, g, 0, 0}));
+    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), image8(2, 1, 4, info, {255, 0, 0, 255, 0, std::uint8_t(info == kCGImageAlphaLast ? 255 : 0), 0, 0}));
     const auto p = at(ctx, 0, 0);
     EXPECT_NEAR(p[0], 127.5, 0.5) << info;
     EXPECT_EQ(p[1], p[0]) << info;  // red at full strength once unpremultiplied
     EXPECT_EQ(p[2], 0) << info;
   }
+  const auto ctx = argb(2, 1);
+  CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
+  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
+  CGContextSetAlpha(ctx, 0.5);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), solid(2, 1, {0, 0, 0}));
+  EXPECT_EQ(at(ctx, 0, 0)[0], 255);
+  EXPECT_NEAR(at(ctx, 0, 0)[1], 127.5, 0.5);
 }
 
 // Enlarging: linear for Default and Low, Catmull-Rom over four taps for High (the taps past the
@@ -169,7 +168,7 @@ TEST(DrawImage, ReadsEveryImageLayout) {
     const char* name;
     std::size_t bpc, bpp;
     CGBitmapInfo info;
-    std::vector<std::uint8_t> bytes;
+    Data bytes;
     Bytes argb;
   } cases[] = {
       {"gray", 8, 8, kCGImageAlphaNone, {255}, {255, 255, 255, 255}},
@@ -189,8 +188,7 @@ TEST(DrawImage, ReadsEveryImageLayout) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const auto space = c.bpc == 8 && c.bpp <= 16 ? CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2) : srgb();
-    const auto img = CGImageCreate(1, 1, c.bpc, c.bpp, c.bpp / 8, space, c.info, CGDataProviderCreateWithData(c.bytes),
-                                   nullptr, true, kCGRenderingIntentDefault);
+    const auto img = image(1, 1, c.bpc, c.bpp, c.info, c.bytes, space);
     ASSERT_TRUE(img);
     const auto one = argb(1, 1), big = argb(3, 3);
     CGContextDrawImage(one, CGRectMake(0, 0, 1, 1), img);
@@ -201,23 +199,11 @@ TEST(DrawImage, ReadsEveryImageLayout) {
     }
   }
   // 16-bit sources are averaged at 16 bits: 0x01FF is 1.99 levels of 8 bits, its high byte alone 1.
-  std::vector<std::uint8_t> px;
+  Data px;
   for (int i = 0; i < 16 * 3; ++i) px.insert(px.end(), {0x01, 0xFF});
   const auto ctx = argb(2, 2);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), CGImageCreate(4, 4, 16, 48, 24, srgb(), kCGImageAlphaNone,
-                                                               CGDataProviderCreateWithData(px), nullptr, true,
-                                                               kCGRenderingIntentDefault));
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), image(4, 4, 16, 48, kCGImageAlphaNone, px));
   EXPECT_EQ(at(ctx, 1, 1), (Bytes{255, 2, 2, 2}));
-}
-
-TEST(DrawImage, GlobalAlphaAndSourceOver) {
-  const auto ctx = argb(2, 1);
-  CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
-  CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
-  CGContextSetAlpha(ctx, 0.5);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), solid(2, 1, {0, 0, 0}));
-  EXPECT_EQ(at(ctx, 0, 0)[0], 255);
-  EXPECT_NEAR(at(ctx, 0, 0)[1], 127.5, 0.5);
 }
 
 TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {

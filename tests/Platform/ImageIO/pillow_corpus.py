@@ -1,14 +1,10 @@
 #!/usr/bin/python3
 """Image files and their independent readings, for the ImageIO codec tests.
 
-  pillow_corpus.py make DIR   writes small files (by Pillow, or by the writers below for layouts
-                              Pillow cannot write), each with the pixels Pillow decodes (or the
-                              generator's own values where Pillow cannot read the depth), and
-                              DIR/manifest.txt describing each case.
-  pillow_corpus.py read DIR   dumps Pillow's reading of each file listed in DIR/written.txt.
-
-Raw dumps: rows top to bottom, samples interleaved; 16-bit samples little-endian.
-"""
+make DIR: small files (by Pillow, or by the writers below where Pillow cannot write the layout), each
+with the pixels Pillow decodes (or the generator's own values where Pillow cannot read the depth),
+and DIR/manifest.txt. read DIR: Pillow's reading of each file listed in DIR/written.txt.
+Raw dumps: rows top to bottom, samples interleaved; 16-bit samples little-endian."""
 import io
 import os
 import struct
@@ -119,15 +115,16 @@ class Corpus:
     def __init__(self, directory):
         self.dir, self.lines = directory, []
 
-    def path(self, name):
+    def path(self, name, data=None):
+        if data is not None:
+            with open(os.path.join(self.dir, name), "wb") as f:
+                f.write(data)
         return os.path.join(self.dir, name)
 
     def add(self, name, ext, data, channels, bits=8, expected=None, tolerance=0, orientation=1, dpi=None, icc=0,
             reduced=None):
         """expected: raw bytes, or None for Pillow's reading; dpi None: the resolution Pillow reports."""
-        path = self.path(f"{name}.{ext}")
-        with open(path, "wb") as f:
-            f.write(data)
+        path = self.path(f"{name}.{ext}", data)
         if dpi is None:
             try:
                 im = Image.open(path)
@@ -136,14 +133,11 @@ class Corpus:
                     dpi = 0  # a resolution without a unit says nothing about inches
             except Exception:
                 dpi = 0
-        with open(self.path(name + ".raw"), "wb") as f:
-            f.write(dump_pil(Image.open(path), channels, bits) if expected is None else expected)
+        self.path(name + ".raw", dump_pil(Image.open(path), channels, bits) if expected is None else expected)
         rw, rh, rname = 0, 0, "-"
         if reduced:
             rw, rh, rraw = reduced(path)
-            rname = name + ".reduced"
-            with open(self.path(rname), "wb") as f:
-                f.write(rraw)
+            self.path(rname := name + ".reduced", rraw)
         self.lines.append(f"{name} {name}.{ext} {channels} {bits} {tolerance} {orientation} {dpi} {icc} {rw} {rh} {rname}")
 
     def pillow(self, name, ext, im, channels, bits=8, tolerance=0, orientation=1, dpi=None, icc=0, reduced=None, **save):
@@ -308,8 +302,7 @@ def make(directory):
                        ("reject_bmp_wide.bmp", make_bmp(70000, 1, 24, b"\0" * 12)),
                        ("reject_tiff_multiink.tif", make_tiff(samples(4, 255), 8, 5, extra_tags=[(332, 3, [2])]))):
         c.add(name[:-4], name[-3:], data, 0, 8, b"")
-    with open(c.path("manifest.txt"), "w") as f:
-        f.write("\n".join(c.lines) + "\n")
+    c.path("manifest.txt", ("\n".join(c.lines) + "\n").encode())
 
 
 def read(directory):
