@@ -170,16 +170,12 @@ std::shared_ptr<NSImage> drawn(CGSize size) {
   });
 }
 
-TEST(NSImageUtilitesTest, TheCGImageFamilyWritesJpegWhateverItIsAskedFor) {
-  const CGImageRef image = solid(8, 8, {1, 2, 3});
-  EXPECT_TRUE(isJpeg(N::jpegDataFromCGImage(image)));
-  EXPECT_TRUE(isJpeg(N::pngDataFromCGImage(image)));
-  EXPECT_TRUE(isJpeg(N::jp2kDataFromCGImage(image)));
-  EXPECT_TRUE(isJpeg(N::dataFromCGImageWithCodec(image, "public.webp")));
+TEST(NSImageUtilitesTest, TheCGImageFamilyWritesJpegTheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw) {
+  const CGImageRef image = solid(8, 8, {1, 2, 3});  // the CGImage family writes JPEG whatever it is asked for
+  for (const auto& data : {N::jpegDataFromCGImage(image), N::pngDataFromCGImage(image), N::jp2kDataFromCGImage(image),
+                           N::dataFromCGImageWithCodec(image, "public.webp")})
+    EXPECT_TRUE(isJpeg(data));
   EXPECT_FALSE(N::pngDataFromCGImage(nullptr));
-}
-
-TEST(NSImageUtilitesTest, TheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw) {
   ScopedMainScreen none(std::nullopt);
   // First representation a bitmap: encoded from it, at factor 1.0.
   const auto bitmap = NSBitmapImageRep::initWithCGImage(solid(20, 10, {255, 0, 0}));
@@ -190,20 +186,16 @@ TEST(NSImageUtilitesTest, TheBitmapFamilyTriesTheFirstBitmapThenTiffThenARedraw)
   EXPECT_EQ(N::jpegData(withBitmap), bitmap->representationUsingTypeProperties(3, best));
   EXPECT_TRUE(isPng(N::pngData(withBitmap)));
 
-  // First representation drawn, a bitmap behind it: the TIFF data holds the
-  // bitmap, and that is what gets encoded.
+  // First representation drawn, a bitmap behind it: the TIFF data holds the bitmap, and that is encoded.
   const auto behind = drawn({20, 10});
   behind->addRepresentation(NSBitmapImageRep::initWithCGImage(solid(6, 3, {0, 0, 255})));
-  EXPECT_EQ(dims(HXImageUtility::readImageFromData(*N::pngData(behind))), (Dims{6, 3}));
+  EXPECT_EQ(dims(H::readImageFromData(*N::pngData(behind))), (Dims{6, 3}));
 
-  // Nothing but a drawing and no screen: a redraw at the point size (the
-  // focus bitmap's scale is 1 without a screen).
-  EXPECT_EQ(dims(HXImageUtility::readImageFromData(*N::pngData(drawn({7, 5})))), (Dims{7, 5}));
+  // Nothing but a drawing and no screen: a redraw at the point size (a focus bitmap's scale is 1).
+  EXPECT_EQ(dims(H::readImageFromData(*N::pngData(drawn({7, 5})))), (Dims{7, 5}));
   EXPECT_FALSE(N::dataWithCodec(nullptr, 4));
-}
 
-TEST(NSImageUtilitesTest, CGImageDecodesTheTiffDataBeforeItDraws) {
-  ScopedMainScreen none(std::nullopt);
+  // CGImage decodes the TIFF data before it draws.
   const auto photo = NSImage::initWithCGImageSize(solid(64, 48, {5, 6, 7}), {640, 480});
   EXPECT_EQ(dims(N::CGImage(photo)), (Dims{64, 48})) << "the bitmap's pixels, not its point size";
   EXPECT_EQ(N::convertFromTIFFRep(drawn({3, 3})), nullptr);
@@ -213,33 +205,22 @@ TEST(NSImageUtilitesTest, CGImageDecodesTheTiffDataBeforeItDraws) {
 TEST(NSImageUtilitesTest, DrawingTakesEachSideFromPixelsOfTwoOrMoreElsePointsTimesScale) {
   ScopedMainScreen retina(MainScreenOverride{true, CGSizeMake(144, 144), 2.0});
   const auto thin = NSImage::initWithCGImageSize(solid(1, 300, {0, 0, 0}), {10.7, 40});
-  const struct {
-    std::shared_ptr<NSImage> image;
-    std::size_t w, h;
-  } cases[] = {
-      {drawn({100, 50}), 200, 100},  // 0 x 0 pixels: points x 2
-      {thin, 21, 300},               // 1 pixel wide: 10.7 x 2 truncated; 300 high kept
-  };
-  for (const auto& c : cases) {
-    const CGImageRef image = N::convertFromDrawing(c.image);
-    EXPECT_EQ(dims(image), (Dims{c.w, c.h}));
-    EXPECT_EQ(CGImageGetBitmapInfo(image), 2u);
-  }
+  EXPECT_EQ(dims(N::convertFromDrawing(drawn({100, 50}))), (Dims{200, 100})) << "0 x 0 pixels: points x 2";
+  EXPECT_EQ(dims(N::convertFromDrawing(thin)), (Dims{21, 300})) << "1 pixel wide: 10.7 x 2 truncated; 300 high kept";
+  EXPECT_EQ(CGImageGetBitmapInfo(N::convertFromDrawing(thin)), 2u);
   EXPECT_EQ(bytesAt(N::convertFromDrawing(drawn({4, 4})), 0), (Bytes{255, 0, 255, 0})) << "drawn, A R G B";
   // Drawn upright: a picture's top row, red, stays on top; its bottom row is blue.
   const auto twoRows = NSImage::initWithCGImageSize(
       image8(2, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255, 255}),
       CGSizeZero);
-  const CGImageRef upright = N::convertFromDrawing(twoRows);
-  ASSERT_EQ(pixelBytes(upright).size(), 16u);
-  EXPECT_EQ(bytesAt(upright, 0), (Bytes{255, 255, 0, 0}));
-  EXPECT_EQ(bytesAt(upright, 12), (Bytes{255, 0, 0, 255}));
+  EXPECT_EQ(pixelBytes(N::convertFromDrawing(twoRows)),
+            (Data{255, 255, 0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 255, 0, 0, 255}));
 }
 
 using T = CIImageTransform;
 
-TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageAndExtentsFollowExactly) {
-  const auto image = CIImage::imageWithCGImage(testing::solid(100, 50, {10, 20, 30}));
+TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageExtentsFollowExactlyAndTurnsAreCounterClockwise) {
+  const auto image = CIImage::imageWithCGImage(solid(100, 50, {10, 20, 30}));
   EXPECT_EQ(T::translateXByYBy(image, 0, 0), image);
   EXPECT_EQ(T::translatePoint(image, {0, 0}), image);
   EXPECT_EQ(T::scaleXByYBy(image, 1, 1), image);
@@ -256,53 +237,41 @@ TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageAndExtentsFollowExact
   const CGRect turned = T::rotateDegreeWithCenter(image, 90, {50, 50})->extent();  // about (50, 50): x 50...100
   for (const double v : {turned.origin.x - 50, turned.origin.y, turned.size.width - 50, turned.size.height - 100})
     EXPECT_NEAR(v, 0, 1e-9);
+
+  // A quarter turn is counter-clockwise: of a 2 x 2 image, top row red and green, bottom row blue
+  // and white, the top-right green comes to the top left, red goes down.
+  const CGImageRef quarter = H::createImageFromCIImage(T::rotateDegreeWithCenter(CIImage::imageWithCGImage(image8(
+      2, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255})), 90, {1, 1}));
+  EXPECT_EQ(bytesAt(quarter, 0), (Bytes{255, 0, 255, 0}));
+  EXPECT_EQ(bytesAt(quarter, 8), (Bytes{255, 255, 0, 0}));
 }
 
-TEST(CIImageTransformTest, AQuarterTurnIsCounterClockwise) {
-  // A 2 x 2 image, top row red and green, bottom row blue and white.
-  const auto image = CIImage::imageWithCGImage(testing::image8(
-      2, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255}));
-  const CGImageRef turned = HXImageUtility::createImageFromCIImage(T::rotateDegreeWithCenter(image, 90, {1, 1}));
-  ASSERT_TRUE(turned);
-  // Counter-clockwise: the top-right green comes to the top left, red goes down.
-  EXPECT_EQ(testing::bytesAt(turned, 0), (testing::Bytes{255, 0, 255, 0}));
-  EXPECT_EQ(testing::bytesAt(turned, 8), (testing::Bytes{255, 255, 0, 0}));
-}
-
-// Smooth colour with hard-edged bars and grain: what a photograph asks of a
-// reduced decode (flat areas, edges, texture).
-CGImageRef photoLike(std::size_t w, std::size_t h) {
-  Data px(w * h * 4);
+// Thumbnails of large pictures come from reduced decodes (JPEG's scaled IDCT, JPEG 2000's resolution
+// levels) or from rows streamed into the average; in every format the result stays within 40 dB of
+// the exact area average of the full-size decode.
+TEST(ThumbnailQuality, EveryFormatStaysWithin40dBOfTheAreaAverage) {
+  // Smooth colour with hard-edged bars and grain: what a photograph asks of a reduced decode.
+  const std::size_t w = 1600, h = 1200;
+  Data px(w * h * 4, 255);
   std::uint32_t seed = 7;
-  for (std::size_t y = 0; y < h; ++y) {
+  for (std::size_t y = 0; y < h; ++y)
     for (std::size_t x = 0; x < w; ++x) {
-      seed = seed * 1664525u + 1013904223u;
-      const int grain = static_cast<int>(seed >> 28) - 8;
+      const int grain = int((seed = seed * 1664525u + 1013904223u) >> 28) - 8;
       const bool bar = (x / 37 + y / 53) % 5 == 0;
       const double v[3] = {128 + 100 * std::sin(x / 90.0), bar ? 230.0 : 120 + 90 * std::cos(y / 70.0),
                            bar ? 20.0 : 128 + 80 * std::sin((x + y) / 150.0)};
-      for (int c = 0; c < 3; ++c) px[(y * w + x) * 4 + c] = static_cast<std::uint8_t>(std::clamp(int(v[c]) + grain, 0, 255));
-      px[(y * w + x) * 4 + 3] = 255;
+      for (int c = 0; c < 3; ++c) px[(y * w + x) * 4 + c] = std::uint8_t(std::clamp(int(v[c]) + grain, 0, 255));
     }
-  }
-  return CGImageCreate(w, h, 8, 32, w * 4, CGColorSpaceCreateWithName(kCGColorSpaceSRGB), kCGImageAlphaNoneSkipLast,
-                       CGDataProviderCreateWithData(std::move(px)), nullptr, true, kCGRenderingIntentDefault);
-}
-
-TEST(ThumbnailQuality, EveryFormatStaysWithin40dBOfTheAreaAverage) {
-  const CGImageRef picture = photoLike(1600, 1200);
+  const CGImageRef picture = image8(w, h, 4, kCGImageAlphaNoneSkipLast, std::move(px));
   for (const char* type : {"public.jpeg", "public.jpeg-2000", "public.png", "public.tiff", "com.microsoft.bmp"}) {
     SCOPED_TRACE(type);
-    const auto file = HXImageUtility::saveImageWithFormatQualityProperty(picture, type, 0.9, nullptr);
+    const auto file = H::saveImageWithFormatQualityProperty(picture, type, 0.9, nullptr);
     ASSERT_TRUE(file && !file->empty());
-    const CGImageRef thumb = HXImageUtility::createThumbnailFromImage({100, 100}, HXImageUtility::readImageFromData(*file));
-    ASSERT_EQ(testing::dims(thumb), (testing::Dims{100, 75}));
-    const CGImageRef full = HXImageUtility::readImageFromData(*file);
-    const Data pixels = testing::pixelBytes(full);
-    const Data thumbPixels = testing::pixelBytes(thumb);
-    const testing::SourcePixels source{pixels.data(), CGImageGetWidth(full), CGImageGetHeight(full),
-                                       CGImageGetBitsPerPixel(full) / 8, CGImageGetBytesPerRow(full)};
-    EXPECT_GE(testing::psnrAgainstAreaAverage(source, thumbPixels.data(), 100, 75, CGImageGetBytesPerRow(thumb)), 40.0);
+    const CGImageRef full = H::readImageFromData(*file), thumb = H::createThumbnailFromImage({100, 100}, H::readImageFromData(*file));
+    ASSERT_EQ(dims(thumb), (Dims{100, 75}));
+    const Data pixels = pixelBytes(full), thumbPixels = pixelBytes(thumb);
+    EXPECT_GE(psnrAgainstAreaAverage({pixels.data(), CGImageGetWidth(full), CGImageGetHeight(full), CGImageGetBitsPerPixel(full) / 8,
+                                      CGImageGetBytesPerRow(full)}, thumbPixels.data(), 100, 75, CGImageGetBytesPerRow(thumb)), 40.0);
   }
 }
 

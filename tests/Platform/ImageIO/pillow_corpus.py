@@ -4,7 +4,7 @@
 make DIR: small files (by Pillow, or by the writers below where Pillow cannot write the layout), each
 with the pixels Pillow decodes (or the generator's own values where Pillow cannot read the depth),
 and DIR/manifest.txt. read DIR: Pillow's reading of each file listed in DIR/written.txt.
-Raw dumps: rows top to bottom, samples interleaved; 16-bit samples little-endian."""
+Raw dumps (no header): rows top to bottom, samples interleaved; 16-bit samples little-endian."""
 import io
 import os
 import struct
@@ -138,7 +138,8 @@ class Corpus:
         if reduced:
             rw, rh, rraw = reduced(path)
             self.path(rname := name + ".reduced", rraw)
-        self.lines.append(f"{name} {name}.{ext} {channels} {bits} {tolerance} {orientation} {dpi} {icc} {rw} {rh} {rname}")
+        fmt = ["tif", "bmp", "gif", "jpg", "png", "jp2", "j2k"].index(ext)  # numbered as ImageFormat is
+        self.lines.append(f"{name} {name}.{ext} {min(fmt, 5)} {channels} {bits} {tolerance} {orientation} {dpi} {icc} {rw} {rh} {rname}")
 
     def pillow(self, name, ext, im, channels, bits=8, tolerance=0, orientation=1, dpi=None, icc=0, reduced=None, **save):
         buf = io.BytesIO()
@@ -308,11 +309,10 @@ def make(directory):
 def read(directory):
     for line in open(os.path.join(directory, "written.txt")).read().split("\n"):
         if line.strip():
-            name, channels, bits = line.split()
-            channels, bits = int(channels), int(bits) if int(channels) == 1 else 8  # Pillow keeps 8 bits of colour
+            name, channels, bits = line.split()  # Pillow keeps 8 bits of colour
             im = Image.open(os.path.join(directory, name))
             with open(os.path.join(directory, name + ".pillow"), "wb") as out:
-                out.write(f"{im.width} {im.height} {channels} {bits}\n".encode() + dump_pil(im, channels, bits))
+                out.write(dump_pil(im, int(channels), int(bits) if channels == "1" else 8))
 
 
 if __name__ == "__main__":
