@@ -412,15 +412,14 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
   for (const std::string_view type : {kUTTypePNG, kUTTypeTIFF, kUTTypeBMP, kUTTypeJPEG2000, kUTTypeGIF}) {
     SCOPED_TRACE(std::string(type));
     const auto source = CGImageSourceCreateWithData(std::shared_ptr<const Data>(write(straight, type)));
-    EXPECT_EQ(CGImageSourceGetType(source), type);
-    EXPECT_EQ(CGImageSourceGetCount(source), 1u);
+    EXPECT_EQ(std::pair(CGImageSourceGetType(source), CGImageSourceGetCount(source)), std::pair(std::optional(type), std::size_t{1}));
     EXPECT_FALSE(CGImageSourceCreateImageAtIndex(source, 1));
     const CGImageRef back = CGImageSourceCreateImageAtIndex(source, 0);
     ASSERT_EQ(dims(back), (Dims{kW, kH}));
     // GIF keeps alpha only as on or off: with no alpha below half, it has none.
     const bool gif = type == kUTTypeGIF;
-    EXPECT_EQ(CGImageGetBitsPerPixel(back), gif ? 24u : 32u);
-    EXPECT_EQ(CGImageGetAlphaInfo(back), gif ? kCGImageAlphaNone : kCGImageAlphaLast);
+    EXPECT_EQ(std::pair(CGImageGetBitsPerPixel(back), CGImageGetAlphaInfo(back)),
+              std::pair(gif ? 24u : 32u, gif ? kCGImageAlphaNone : kCGImageAlphaLast));
     Data expected;
     for (std::size_t i = 0; i < rgba.size(); i += 4) expected.insert(expected.end(), &rgba[i], &rgba[i] + (gif ? 3 : 4));
     EXPECT_EQ(pixelBytes(back), expected);
@@ -437,29 +436,24 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
     rgb16big.insert(rgb16big.end(), {p[0], 0x80, p[1], 0x80, p[2], 0x80});
   }
   const struct {
-    const char* name;
     Data bytes;
     std::size_t bpc, bpp;
     CGBitmapInfo info;
     bool alpha;          // the written file keeps alpha
     unsigned tolerance;  // premultiplying loses precision where alpha is small
   } layouts[] = {
-      {"premultiplied first, 32-bit little", premultipliedFirstLittle, 8, 32,
-       kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true, 1},
-      {"premultiplied last", premultipliedLast, 8, 32, kCGImageAlphaPremultipliedLast, true, 1},
-      {"skip first", skipFirst, 8, 32, kCGImageAlphaNoneSkipFirst, false, 0},
-      {"16-bit big-endian RGB", rgb16big, 16, 48, kCGImageAlphaNone, false, 0},
+      {premultipliedFirstLittle, 8, 32, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true, 1},
+      {premultipliedLast, 8, 32, kCGImageAlphaPremultipliedLast, true, 1},
+      {skipFirst, 8, 32, kCGImageAlphaNoneSkipFirst, false, 0}, {rgb16big, 16, 48, kCGImageAlphaNone, false, 0},
   };
   for (const auto& l : layouts) {
-    SCOPED_TRACE(l.name);
+    SCOPED_TRACE(&l - layouts);
     const CGImageRef img = image(kW, kH, l.bpc, l.bpp, l.info, l.bytes);
     const Data got = pixelBytes(readBack(img, kUTTypePNG));
     const std::size_t channels = l.alpha ? 4 : 3, sample = l.bpc / 8;
     ASSERT_EQ(got.size(), kW * kH * channels * sample);
-    for (std::size_t i = 0; i < kW * kH * channels; ++i) {
-      // 16-bit samples come back little-endian: the high byte is the second.
+    for (std::size_t i = 0; i < kW * kH * channels; ++i)  // 16-bit samples come back little-endian: the high byte second
       ASSERT_NEAR(got[i * sample + sample - 1], rgba[i / channels * 4 + i % channels], l.tolerance) << i;
-    }
     EXPECT_EQ(pixelBytes(img), l.bytes) << "the caller's pixels changed";
   }
 }
