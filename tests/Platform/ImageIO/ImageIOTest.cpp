@@ -419,7 +419,7 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
     // GIF keeps alpha only as on or off: with no alpha below half, it has none.
     const bool gif = type == kUTTypeGIF;
     EXPECT_EQ(std::pair(CGImageGetBitsPerPixel(back), CGImageGetAlphaInfo(back)),
-              std::pair(gif ? 24u : 32u, gif ? kCGImageAlphaNone : kCGImageAlphaLast));
+              std::pair(std::size_t{gif ? 24u : 32u}, gif ? kCGImageAlphaNone : kCGImageAlphaLast));
     Data expected;
     for (std::size_t i = 0; i < rgba.size(); i += 4) expected.insert(expected.end(), &rgba[i], &rgba[i] + (gif ? 3 : 4));
     EXPECT_EQ(pixelBytes(back), expected);
