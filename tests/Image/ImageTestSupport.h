@@ -60,21 +60,18 @@ inline Bytes bytesAt(const CGImageRef& image, std::size_t offset) {
 }
 
 /// Width and height of an image.
-inline std::array<std::size_t, 2> dims(const CGImageRef& image) { return {CGImageGetWidth(image), CGImageGetHeight(image)}; }
 using Dims = std::array<std::size_t, 2>;
+inline Dims dims(const CGImageRef& image) { return {CGImageGetWidth(image), CGImageGetHeight(image)}; }
 
 /// Imposes a main screen (or none) for the object's lifetime.
-class ScopedMainScreen {
- public:
-  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen) : overrides_(withScreen(std::move(screen))) {}
-
- private:
-  static EnvironmentOverrides withScreen(std::optional<MainScreenOverride> screen) {
+struct ScopedMainScreen {
+  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen) : overrides(with(screen)) {}
+  static EnvironmentOverrides with(std::optional<MainScreenOverride> screen) {
     EnvironmentOverrides o = environmentOverrides();
     o.mainScreen = screen ? *screen : MainScreenOverride{};
     return o;
   }
-  ScopedEnvironmentOverrides overrides_;
+  ScopedEnvironmentOverrides overrides;
 };
 
 }  // namespace orvane::testing

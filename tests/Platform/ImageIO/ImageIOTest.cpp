@@ -494,32 +494,22 @@ TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
 }
 
 TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
-  // 3 x 2 stored pixels of distinct colours; where stored pixel (u, v) (from the top left) must
-  // appear once turned upright, as EXIF defines the tags.
-  constexpr std::uint32_t W = 3, H = 2;
+  constexpr std::uint32_t W = 3, H = 2;  // 3 x 2 stored pixels of distinct colours
   Data stored;
   for (std::uint32_t i = 0; i < W * H; ++i)
     stored.insert(stored.end(), {std::uint8_t(40 * i), std::uint8_t(250 - 40 * i), std::uint8_t(i % 2 ? 230 : 20)});
-  auto upright = [&](int orientation, std::uint32_t u, std::uint32_t v) -> std::array<std::uint32_t, 2> {
-    switch (orientation) {
-      case 2: return {W - 1 - u, v};
-      case 3: return {W - 1 - u, H - 1 - v};
-      case 4: return {u, H - 1 - v};
-      case 5: return {v, u};
-      case 6: return {H - 1 - v, u};
-      case 7: return {H - 1 - v, W - 1 - u};
-      case 8: return {v, W - 1 - u};
-      default: return {u, v};
-    }
-  };
   for (int orientation = 1; orientation <= 8; ++orientation) {
     SCOPED_TRACE("orientation " + std::to_string(orientation));
-    imageio::PixelsView view;
-    view.width = W, view.height = H, view.channels = 3, view.bitsPerComponent = 8, view.bytesPerRow = W * 3;
-    view.data = stored.data();
+    // As EXIF defines the tags, stored pixel (u, v) (from the top left) appears upright at (x, y):
+    // mirrored across (2, 3, 7, 8), mirrored down (3, 4, 6, 7), then transposed (5 to 8).
+    auto upright = [o = orientation](std::uint32_t u, std::uint32_t v) {
+      u = o == 2 || o == 3 || o == 7 || o == 8 ? W - 1 - u : u, v = o == 3 || o == 4 || o == 6 || o == 7 ? H - 1 - v : v;
+      return o >= 5 ? std::pair(v, u) : std::pair(u, v);
+    };
+    PixelsView view = viewOf(stored, {3, 8}, W, H);
     view.orientation = std::uint16_t(orientation);
     Data png;
-    ASSERT_TRUE(imageio::pngCodec().encode(view, {}, png));
+    ASSERT_TRUE(pngCodec().encode(view, {}, png));
     const auto source = CGImageSourceCreateWithData(png);
     EXPECT_EQ(CGImageSourceCopyPropertiesAtIndex(source, 0)->doubleForKey(kCGImagePropertyOrientation), orientation);
     const NSDictionary onlyTransform{{kCGImageSourceCreateThumbnailWithTransform, true}};
@@ -530,7 +520,7 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
     ASSERT_EQ(dims(thumb), orientation >= 5 ? (Dims{H, W}) : (Dims{W, H}));
     const Data got = pixelBytes(thumb);
     for (std::uint32_t i = 0; i < W * H * 3; ++i) {
-      const auto [x, y] = upright(orientation, i / 3 % W, i / 3 / W);
+      const auto [x, y] = upright(i / 3 % W, i / 3 / W);
       EXPECT_NEAR(got[y * CGImageGetBytesPerRow(thumb) + x * 4 + i % 3], stored[i], 2) << i;
     }
     // Without the transform the stored layout comes back.
