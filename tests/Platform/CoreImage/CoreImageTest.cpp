@@ -41,16 +41,16 @@ TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyI
 }
 
 TEST(CIFilterTest, AffineTransformNeedsAnImageAndATransformObject) {
-  for (const char* name : {"", "CIGaussianBlur", "ciaffinetransform"})
-    EXPECT_EQ(CIFilter::filterWithName(name), nullptr) << name;
+  for (const char* name : {"", "CIGaussianBlur", "ciaffinetransform"}) EXPECT_EQ(CIFilter::filterWithName(name), nullptr) << name;
   const auto image = grayImage(100, 50);
   auto filter = CIFilter::filterWithName("CIAffineTransform");
   ASSERT_NE(filter, nullptr);
+  auto transformIn = [&] { return std::get<std::shared_ptr<const NSAffineTransform>>(filter->valueForKey(kCIInputTransformKey)); };
   ASSERT_TRUE(filter->setValueForKey(image, kCIInputImageKey));
   EXPECT_EQ(filter->outputImage(), nullptr) << "no transform before setDefaults";
 
   filter->setDefaults();
-  EXPECT_TRUE(std::get<std::shared_ptr<const NSAffineTransform>>(filter->valueForKey(kCIInputTransformKey))->isEqualTo(NSAffineTransform()));
+  EXPECT_TRUE(transformIn()->isEqualTo(NSAffineTransform()));
   EXPECT_EQ(std::get<std::shared_ptr<const CIImage>>(filter->valueForKey(kCIInputImageKey)), image);
   EXPECT_EQ(filter->outputImage()->extent(), image->extent());
 
@@ -58,15 +58,14 @@ TEST(CIFilterTest, AffineTransformNeedsAnImageAndATransformObject) {
   auto transform = NSAffineTransform::transform();
   transform->translateXByYBy(10, -5);
   ASSERT_TRUE(filter->setValueForKey(transform, kCIInputTransformKey));
-  EXPECT_EQ(std::get<std::shared_ptr<const NSAffineTransform>>(filter->valueForKey(kCIInputTransformKey)), transform);
+  EXPECT_EQ(transformIn(), transform);
   const auto moved = filter->outputImage();
   transform->scaleXByYBy(2, 0.5);  // applied before the move
   EXPECT_EQ(moved->extent(), CGRectMake(10, -5, 100, 50)) << "an output never changes";
   EXPECT_EQ(filter->outputImage()->extent(), CGRectMake(10, -5, 200, 25));
 
-  EXPECT_FALSE(filter->setValueForKey(transform, kCIInputImageKey));
-  EXPECT_FALSE(filter->setValueForKey(image, kCIInputTransformKey));
-  EXPECT_FALSE(filter->setValueForKey(image, "inputScale"));
+  EXPECT_FALSE(filter->setValueForKey(transform, kCIInputImageKey) || filter->setValueForKey(image, kCIInputTransformKey) ||
+               filter->setValueForKey(image, "inputScale"));
   EXPECT_TRUE(std::holds_alternative<std::monostate>(filter->valueForKey("inputScale")));
   EXPECT_NE(filter->outputImage(), nullptr) << "refused values change nothing";
   ASSERT_TRUE(filter->setValueForKey(std::monostate{}, kCIInputTransformKey));
