@@ -25,8 +25,7 @@ TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyI
   EXPECT_EQ(twice->extent(), CGRectApplyAffineTransform(once->extent(), eighth)) << "to the last bit";
   EXPECT_NEAR(twice->extent().size.width, 150, 1e-9);
   EXPECT_NEAR(twice->extent().size.height, 150, 1e-9);
-  EXPECT_NE(image->CGImage(), nullptr);
-  EXPECT_EQ(twice->CGImage(), nullptr);
+  EXPECT_TRUE(image->CGImage() && !twice->CGImage());
   EXPECT_EQ(image->imageByCroppingToRect(CGRectMake(-10, 20, 50, 100))->extent(), CGRectMake(0, 20, 40, 30));
   EXPECT_TRUE(CGRectIsNull(image->imageByCroppingToRect(CGRectMake(200, 0, 5, 5))->extent()));
 
@@ -34,10 +33,9 @@ TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyI
   EXPECT_TRUE(CGRectIsInfinite(color->extent()));
   EXPECT_EQ(color->imageByCroppingToRect(CGRectMake(-20, 30, 100.7, 50.2))->extent(), CGRectMake(-20, 30, 100.7, 50.2));
   EXPECT_TRUE(CGRectIsInfinite(color->imageByApplyingTransform(CGAffineTransformMakeRotation(1))->extent()));
-  EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->extent()));
-  EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->imageByApplyingTransform(CGAffineTransformMakeScale(2, 2))->extent()));
-  EXPECT_EQ(CIImage::imageWithCGImage(nullptr), nullptr);
-  EXPECT_EQ(CIImage::imageWithColor(nullptr), nullptr);
+  EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->extent()) &&
+              CGRectIsNull(CIImage::emptyImage()->imageByApplyingTransform(CGAffineTransformMakeScale(2, 2))->extent()));
+  EXPECT_FALSE(CIImage::imageWithCGImage(nullptr) || CIImage::imageWithColor(nullptr));
 }
 
 TEST(CIFilterTest, AffineTransformNeedsAnImageAndATransformObject) {
