@@ -468,8 +468,7 @@ TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
   ASSERT_NE(provider.decoder(), nullptr);
   EXPECT_FALSE(provider.ready()) << "made without decoding";
   EXPECT_EQ(dims(provider.decoder()->decodeReduced(kW, kH)), (Dims{kW, kH}));
-  EXPECT_FALSE(provider.decoder()->decodeReduced(kW * 8, kH * 8)) << "no smaller decode has that many pixels";
-  EXPECT_FALSE(provider.decoder()->canStreamRows());
+  EXPECT_FALSE(provider.decoder()->decodeReduced(kW * 8, kH * 8) || provider.decoder()->canStreamRows()) << "no smaller decode";
   EXPECT_EQ(pixelBytes(jpeg).size(), gray.size());
   EXPECT_TRUE(provider.ready());
 
@@ -487,9 +486,8 @@ TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
   const ImageDecoder* decoder = CGImageGetDataProvider(png)->decoder();
   ASSERT_TRUE(decoder && decoder->canStreamRows());
   Collect all(SIZE_MAX), some(3);
-  EXPECT_TRUE(decoder->streamRows(all));
+  EXPECT_TRUE(decoder->streamRows(all) && decoder->streamRows(some));
   EXPECT_EQ(all.bytes, gray);
-  EXPECT_TRUE(decoder->streamRows(some));
   EXPECT_EQ(some.rows, 3u) << "the sink may stop early";
 }
 
@@ -538,9 +536,8 @@ TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
     const auto source = CGImageSourceCreateWithData(*write(wide, type));
     const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
     ASSERT_TRUE(properties);
-    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelWidth), 400.0);
-    EXPECT_EQ(properties->doubleForKey(kCGImagePropertyPixelHeight), 200.0);
-    EXPECT_EQ(properties->boolForKey(kCGImagePropertyHasAlpha), false);
+    EXPECT_EQ(std::tuple(properties->doubleForKey(kCGImagePropertyPixelWidth), properties->doubleForKey(kCGImagePropertyPixelHeight),
+                         properties->boolForKey(kCGImagePropertyHasAlpha)), std::tuple(400.0, 200.0, false));
     EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
     EXPECT_EQ(properties->objectForKey(kCGImagePropertyDPIWidth), nullptr) << "no resolution in the file";
     const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100}, {kCGImageSourceCreateThumbnailFromImageAlways, true}};
