@@ -1,6 +1,6 @@
 #pragma once
 
-// Images and screens for the image interface's tests.
+// Images, bitmaps and screens for the image tests (Core Graphics, Core Image, ImageIO, Image).
 
 #include <array>
 #include <cstdint>
@@ -11,14 +11,40 @@
 
 namespace orvane::testing {
 
-/// An opaque RGBA image of one colour.
-inline CGImageRef solidImage(std::size_t w, std::size_t h, std::array<std::uint8_t, 3> rgb) {
+using Bytes = std::array<int, 4>;
+
+inline CGColorSpaceRef srgb() { return CGColorSpaceCreateWithName(kCGColorSpaceSRGB); }
+
+/// An image of packed rows (w * bpp / 8 bytes each).
+inline CGImageRef image(std::size_t w, std::size_t h, std::size_t bpc, std::size_t bpp, CGBitmapInfo info, Data bytes,
+                        CGColorSpaceRef space = srgb()) {
+  return CGImageCreate(w, h, bpc, bpp, w * bpp / 8, std::move(space), info,
+                       CGDataProviderCreateWithData(std::move(bytes)), nullptr, true, kCGRenderingIntentDefault);
+}
+
+/// An 8-bit image of `channels` components per pixel.
+inline CGImageRef image8(std::size_t w, std::size_t h, std::size_t channels, CGBitmapInfo info, Data bytes,
+                         CGColorSpaceRef space = srgb()) {
+  return image(w, h, 8, 8 * channels, info, std::move(bytes), std::move(space));
+}
+
+/// An RGBA image of one colour (opaque unless said otherwise).
+inline CGImageRef solid(std::size_t w, std::size_t h, std::array<std::uint8_t, 3> rgb, std::uint8_t alpha = 255) {
   Data px;
-  px.reserve(w * h * 4);
-  for (std::size_t i = 0; i < w * h; ++i) px.insert(px.end(), {rgb[0], rgb[1], rgb[2], 255});
-  return CGImageCreate(w, h, 8, 32, w * 4, CGColorSpaceCreateWithName(kCGColorSpaceSRGB),
-                       kCGImageAlphaPremultipliedLast, CGDataProviderCreateWithData(std::move(px)),
-                       nullptr, true, kCGRenderingIntentDefault);
+  for (std::size_t i = 0; i < w * h; ++i) px.insert(px.end(), {rgb[0], rgb[1], rgb[2], alpha});
+  return image8(w, h, 4, kCGImageAlphaPremultipliedLast, std::move(px));
+}
+
+/// A zeroed premultiplied ARGB sRGB bitmap, the layout the library's own thumbnails use.
+inline CGContextRef argb(std::size_t w, std::size_t h) {
+  return CGBitmapContextCreate(nullptr, w, h, 8, w * 4, srgb(), kCGImageAlphaPremultipliedFirst);
+}
+
+/// The four bytes of a bitmap's pixel (x from the left, row from the top).
+inline Bytes at(const CGContextRef& ctx, std::size_t x, std::size_t row) {
+  const auto* p = static_cast<const std::uint8_t*>(CGBitmapContextGetData(ctx)) +
+                  row * CGBitmapContextGetBytesPerRow(ctx) + x * 4;
+  return {p[0], p[1], p[2], p[3]};
 }
 
 /// The pixel bytes of an image (decoded if it came from a file).
@@ -27,19 +53,25 @@ inline Data pixelBytes(const CGImageRef& image) {
   return bytes ? *bytes : Data{};
 }
 
-/// Imposes a main screen (or none) for the object's lifetime.
-class ScopedMainScreen {
- public:
-  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen)
-      : overrides_(withScreen(std::move(screen))) {}
+/// Four bytes of an image's pixels from `offset`.
+inline Bytes bytesAt(const CGImageRef& image, std::size_t offset) {
+  const Data px = pixelBytes(image);
+  return px.size() < offset + 4 ? Bytes{-1, -1, -1, -1} : Bytes{px[offset], px[offset + 1], px[offset + 2], px[offset + 3]};
+}
 
- private:
-  static EnvironmentOverrides withScreen(std::optional<MainScreenOverride> screen) {
+/// Width and height of an image.
+using Dims = std::array<std::size_t, 2>;
+inline Dims dims(const CGImageRef& image) { return {CGImageGetWidth(image), CGImageGetHeight(image)}; }
+
+/// Imposes a main screen (or none) for the object's lifetime.
+struct ScopedMainScreen {
+  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen) : overrides(with(screen)) {}
+  static EnvironmentOverrides with(std::optional<MainScreenOverride> screen) {
     EnvironmentOverrides o = environmentOverrides();
     o.mainScreen = screen ? *screen : MainScreenOverride{};
     return o;
   }
-  ScopedEnvironmentOverrides overrides_;
+  ScopedEnvironmentOverrides overrides;
 };
 
 }  // namespace orvane::testing

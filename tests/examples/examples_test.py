@@ -23,43 +23,38 @@ def run(args, env=None):
 
 
 def demo(program, tmp):
-    # Three images (one in a subfolder) and a file that is none. The serve run
+    # Three images (one in a subfolder) and a file that is none. The serve run (a second process)
     # lists them in path order, so the sheet's cells are red, blue, green.
     photos = os.path.join(tmp, "photos")
     os.makedirs(os.path.join(photos, "sub"))
-    Image.new("RGB", (600, 400), (200, 30, 30)).save(os.path.join(photos, "a.jpg"))
-    Image.new("RGBA", (300, 500), (30, 30, 200, 255)).save(os.path.join(photos, "b.png"))
-    Image.new("RGB", (512, 512), (30, 200, 30)).save(os.path.join(photos, "sub", "c.jpg"))
+    colours = [(200, 30, 30), (30, 30, 200), (30, 200, 30)]
+    Image.new("RGB", (600, 400), colours[0]).save(os.path.join(photos, "a.jpg"))
+    Image.new("RGBA", (300, 500), colours[1] + (255,)).save(os.path.join(photos, "b.png"))
+    Image.new("RGB", (512, 512), colours[2]).save(os.path.join(photos, "sub", "c.jpg"))
     with open(os.path.join(photos, "notes.txt"), "w") as f:
         f.write("not a photograph\n")
-    env = dict(os.environ, HOME=tmp, XDG_CONFIG_HOME=os.path.join(tmp, "config"),
-               XDG_DATA_HOME=os.path.join(tmp, "data"), XDG_CACHE_HOME=os.path.join(tmp, "cache"))
-    sheet = os.path.join(tmp, "sheet.png")
-
+    env = dict(os.environ, HOME=tmp, **{f"XDG_{k.upper()}_HOME": os.path.join(tmp, k) for k in ("config", "data", "cache")})
     made = run([program, "make", photos], env)
     assert re.search(r"\b3 thumbnails made, 1 skipped\b", made), made
-    served = run([program, "serve", photos, sheet], env)  # a second process
+    served = run([program, "serve", photos, os.path.join(tmp, "sheet.png")], env)
     assert re.search(r"\b3 thumbnails served\b.* without a thumbnail: 1, undecodable: 0", served), served
-
-    with Image.open(sheet) as image:
+    with Image.open(os.path.join(tmp, "sheet.png")) as image:
         image = image.convert("RGB")
         assert image.size == (2 * 264 + 8, 2 * 264 + 8), image.size
-        for cell, colour in enumerate([(200, 30, 30), (30, 30, 200), (30, 200, 30)]):
-            centre = (8 + cell % 2 * 264 + 128, 8 + cell // 2 * 264 + 128)
-            near(image.getpixel(centre), colour, 8)
+        for cell, colour in enumerate(colours):
+            near(image.getpixel((8 + cell % 2 * 264 + 128, 8 + cell // 2 * 264 + 128)), colour, 8)
         near(image.getpixel((2, 2)), (38, 38, 38), 1)  # the background
 
 
 def cairo(program, tmp):
-    # Quadrants: opaque red and blue above, half-transparent azure and opaque
-    # green below. Swapped bytes or unpremultiplied pixels change the colours.
+    # Quadrants: opaque red and blue above, half-transparent azure and opaque green below.
+    # Swapped bytes or unpremultiplied pixels change the colours.
     source, out = os.path.join(tmp, "in.png"), os.path.join(tmp, "out.png")
     quadrants = [(255, 0, 0, 255), (0, 0, 255, 255), (0, 128, 255, 128), (0, 255, 0, 255)]
     image = Image.new("RGBA", (400, 200))
     for i, colour in enumerate(quadrants):
         image.paste(colour, (i % 2 * 200, i // 2 * 100, i % 2 * 200 + 200, i // 2 * 100 + 100))
     image.save(source)
-
     run([program, source, out, "100"])
     with Image.open(out) as written:
         assert written.size == (100, 50) and written.mode == "RGBA", (written.size, written.mode)

@@ -1,320 +1,348 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <numbers>
 #include <random>
+#include <thread>
 
-#include "CGTestSupport.h"
+#include "Image/ImageTestSupport.h"
+#include "Platform/CoreGraphics/ImageDecoder.h"
+#include "support/AreaAverage.h"
 
 namespace orvane {
 namespace {
 
-using namespace cgtest;
+using namespace testing;
 
-TEST(DrawImage, CheckerboardShrunkByTwoIsMidGrey) {
-  std::vector<std::uint8_t> px;
-  for (int y = 0; y < 64; ++y)
-    for (int x = 0; x < 64; ++x) {
-      const std::uint8_t v = (x + y) % 2 ? 255 : 0;
-      px.insert(px.end(), {v, v, v, 255});
-    }
-  const auto img = image8(64, 64, 4, kCGImageAlphaPremultipliedLast, px);
-  const auto ctx = argb(32, 32);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 32, 32), img);
-  for (int y = 0; y < 32; ++y)
-    for (int x = 0; x < 32; ++x) {
-      const auto p = at(ctx, x, y);
-      ASSERT_EQ(p[0], 255);
-      for (int c = 1; c < 4; ++c) ASSERT_NEAR(p[c], 127.5, 0.5) << x << "," << y;
-    }
+TEST(CGImage, CreateChecksItsParametersAndCropsTheIntegralRectangle) {
+  const struct {
+    std::size_t w, h, bpc, bpp, bpr;
+    CGBitmapInfo info;
+    std::size_t bytes;
+    bool ok;
+  } cases[] = {
+      {3, 2, 8, 32, 12, kCGImageAlphaPremultipliedLast, 24, true}, {3, 2, 8, 32, 16, kCGImageAlphaLast, 28, true},  // last row: its pixels
+      {2, 2, 16, 48, 12, kCGImageAlphaNone, 24, true},             {5, 1, 8, 8, 5, kCGImageAlphaNone, 5, true},  // gray
+      {0, 2, 8, 32, 12, kCGImageAlphaLast, 24, false},             {3, 0, 8, 32, 12, kCGImageAlphaLast, 24, false},
+      {3, 2, 4, 16, 12, kCGImageAlphaLast, 24, false},             {3, 2, 8, 24, 12, kCGImageAlphaLast, 24, false},  // bpp does not fit
+      {3, 2, 8, 32, 11, kCGImageAlphaLast, 24, false},             {3, 2, 8, 32, 12, kCGImageAlphaLast, 23, false},  // too few bytes
+      {3, 2, 8, 8, 3, kCGImageAlphaOnly, 6, false},                {1, 1, 8, 32, 4, kCGImageAlphaLast | 0x100, 4, false},  // float
+      {3, 2, 8, 24, 9, kCGImageAlphaNone | kCGBitmapByteOrder32Little, 18, false},
+      {1, 1, 16, 64, 8, kCGImageAlphaLast | kCGBitmapByteOrder32Little, 8, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const auto space = c.bpp == 8 ? CGColorSpaceCreateDeviceGray() : srgb();
+    Data bytes(c.bytes);
+    for (std::size_t i = 0; i < c.bytes; ++i) bytes[i] = std::uint8_t(i + 1);
+    const auto img = CGImageCreate(c.w, c.h, c.bpc, c.bpp, c.bpr, space, c.info, CGDataProviderCreateWithData(bytes),
+                                   nullptr, true, kCGRenderingIntentDefault);
+    ASSERT_EQ(img != nullptr, c.ok);
+    if (!img) continue;
+    EXPECT_EQ((std::array{CGImageGetWidth(img), CGImageGetHeight(img), CGImageGetBitsPerComponent(img),
+                          CGImageGetBitsPerPixel(img), CGImageGetBytesPerRow(img)}),
+              (std::array{c.w, c.h, c.bpc, c.bpp, c.bpr}));
+    EXPECT_EQ(CGImageGetBitmapInfo(img), c.info);
+    EXPECT_EQ(CGImageGetAlphaInfo(img), c.info & kCGBitmapAlphaInfoMask);
+    EXPECT_EQ(CGImageGetColorSpace(img), space);
+    EXPECT_EQ(pixelBytes(img), bytes) << "the provider hands back the bytes";
+  }
+  const double decode[2] = {1, 0};
+  const auto four = [] { return CGDataProviderCreateWithData(Data(4)); };
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, four(), decode, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast, four(), nullptr, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true, kCGRenderingIntentDefault));
+  const CGImageRef none;  // a null image answers zero
+  EXPECT_EQ((std::array{CGImageGetWidth(none), CGImageGetHeight(none), CGImageGetBytesPerRow(none)}), (std::array<std::size_t, 3>{}));
+  EXPECT_FALSE(CGImageGetColorSpace(none) || CGImageGetDataProvider(none) || CGDataProviderCopyData(nullptr) ||
+               CGImageCreateWithImageInRect(none, CGRectMake(0, 0, 1, 1)));
+
+  Data px;  // crops take the integral rectangle from the top left, clipped to the image
+  for (std::uint8_t i = 0; i < 12; ++i) px.insert(px.end(), {i, 0, 0, 255});
+  const auto img = image8(4, 3, 4, kCGImageAlphaPremultipliedLast, px);
+  const auto crop = CGImageCreateWithImageInRect(img, CGRectMake(1.5, 0.2, 2, 1.5));  // integral: (1, 0, 3, 2)
+  EXPECT_EQ(dims(crop), (Dims{3, 2}));
+  EXPECT_EQ(CGImageGetBytesPerRow(crop), 12u);
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(bytesAt(crop, std::size_t(i) * 4)[0], (std::array{1, 2, 3, 5, 6, 7})[i]);
+  EXPECT_EQ(CGImageGetWidth(CGImageCreateWithImageInRect(img, CGRectMake(3, -5, 10, 6))), 1u);
+  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)));
+  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectNull));
 }
+
+// A decoder that hands out a solid grey picture and counts its calls.
+struct FakeDecoder : ImageDecoder {
+  FakeDecoder(int side, bool reduced, bool stream, bool streamFails = false)
+      : w(side), h(side / 2), reduced(reduced), stream(stream), streamFails(streamFails) {}
+  std::optional<Data> decode() const override {
+    ++decodes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // long enough for the threads to meet
+    return Data(std::size_t(w) * h * 4, 100);
+  }
+  CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
+    ++reducedCalls;
+    asked = {double(minWidth), double(minHeight)};
+    // Colour 10 apart from the full decode, so a test sees which one drew.
+    return reduced ? solid(w / 4, h / 4, {110, 110, 110}) : nullptr;
+  }
+  bool canStreamRows() const override { return stream; }
+  bool streamRows(ImageRowSink& sink) const override {  // fails half-way if told to
+    ++streams;
+    const Data row(std::size_t(w) * 4, 100);
+    for (int r = 0; r < h && !(streamFails && r == h / 2); ++r)
+      if (++rowsStreamed, !sink.consumeRow(row.data())) return true;
+    return !streamFails;
+  }
+  CGImageRef image() { return CGImageCreateWithDecoder(layout(w, h), srgb(), std::shared_ptr<FakeDecoder>(this, [](auto*) {})); }
+  static ImagePixelLayout layout(int w, int h) { return {std::size_t(w), std::size_t(h), 8, 32, std::size_t(w) * 4, kCGImageAlphaNoneSkipLast}; }
+  mutable std::atomic<int> decodes{0}, reducedCalls{0}, streams{0}, rowsStreamed{0};
+  mutable CGSize asked;
+  int w, h;
+  bool reduced, stream, streamFails;
+};
+
+TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
+  FakeDecoder decoder(8, false, false);
+  const auto img = decoder.image();
+  ASSERT_TRUE(img);
+  EXPECT_EQ(decoder.decodes, 0);
+  std::atomic<int> seen{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) threads.emplace_back([&] { seen += pixelBytes(img) == Data(128, 100); });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(seen, 4);
+  EXPECT_EQ(decoder.decodes, 1);
+}
+
+// Shrinking draws use a reduced decode big enough, else stream rows (and stop once the visible
+// rows are in), else decode in full; enlarging and 1:1 draws use the full decode.
+TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
+  const struct {
+    int side;
+    bool reduced, stream, streamFails;
+    CGRect rect;
+    int decodes, streams, value;
+  } cases[] = {
+      {64, true, true, false, CGRectMake(0, 0, 13, 7.5), 0, 0, 110},  {64, false, true, false, CGRectMake(0, -8, 16, 16), 0, 1, 100},
+      {64, false, true, true, CGRectMake(0, 0, 16, 8), 1, 1, 100},    {4, true, true, false, CGRectMake(0, 0, 16, 8), 1, 0, 100},
+  };  // reduced, streamed, streaming fails, enlarged
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    FakeDecoder decoder(c.side, c.reduced, c.stream, c.streamFails);
+    const auto img = decoder.image();
+    const auto ctx = argb(16, 8);
+    CGContextDrawImage(ctx, c.rect, img);
+    EXPECT_EQ(std::pair(decoder.decodes.load(), decoder.streams.load()), std::pair(c.decodes, c.streams));
+    EXPECT_EQ(at(ctx, 5, 3), (Bytes{255, c.value, c.value, c.value}));
+    EXPECT_EQ(at(ctx, 5, 7)[1], c.value);
+    if (c.reduced && c.side == 64) {
+      EXPECT_EQ(decoder.asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
+    }
+    if (c.streams && !c.streamFails) {
+      EXPECT_LT(decoder.rowsStreamed, 32);
+    }
+    if (c.side == 4) {
+      CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
+      EXPECT_EQ(decoder.reducedCalls, 0);
+      EXPECT_EQ(decoder.streams, 0);
+    }
+  }
+  FakeDecoder decoder(4, false, false);  // layouts and sizes a decoded image cannot hold
+  const auto shared = std::shared_ptr<FakeDecoder>(&decoder, [](auto*) {});
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), nullptr, shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), srgb(), nullptr));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(65536, 1), srgb(), shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(16385, 16385), srgb(), shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), CGColorSpaceCreateDeviceGray(), shared));
+}
+
 
 // A constant opaque image stays that constant wherever it covers whole pixels.
 TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
-  struct Case {
-    const char* name;
+  const CGAffineTransform turn30 = CGAffineTransformConcat(CGAffineTransformMakeRotation(std::numbers::pi / 6),
+                                                           CGAffineTransformMakeTranslation(40, 5));
+  const CGAffineTransform id = CGAffineTransformIdentity;
+  const struct {
     CGAffineTransform ctm;
     CGRect rect;
     CGInterpolationQuality quality;
+  } cases[] = {
+      {id, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},  {id, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
+      {id, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},             {id, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
+      {CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
+      {turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},       {turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
   };
-  const CGAffineTransform turn30 =
-      CGAffineTransformConcat(CGAffineTransformMakeRotation(std::numbers::pi / 6),
-                              CGAffineTransformMakeTranslation(40, 5));
-  const Case cases[] = {
-      {"shrink", CGAffineTransformIdentity, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},
-      {"enlarge", CGAffineTransformIdentity, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
-      {"enlarge high", CGAffineTransformIdentity, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},
-      {"nearest", CGAffineTransformIdentity, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
-      {"flipped", CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
-      {"rotated shrink", turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},
-      {"rotated enlarge", turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
-  };
-  const auto img = solid(57, 43, {200, 100, 50, 255});
-  for (const Case& c : cases) {
+  const auto img = solid(57, 43, {200, 100, 50});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
     const auto ctx = argb(64, 64);
     CGContextConcatCTM(ctx, c.ctm);
     CGContextSetInterpolationQuality(ctx, c.quality);
     CGContextDrawImage(ctx, c.rect, img);
-    // Pixels whose every corner lies at least one pixel inside the drawn
-    // rectangle (checked in user space through the inverse CTM).
+    // Pixels whose every corner lies at least one pixel inside the rectangle, in user space.
     const CGAffineTransform inv = CGAffineTransformInvert(c.ctm);
+    const CGRect r = CGRectMake(c.rect.origin.x + 1, c.rect.origin.y + 1, c.rect.size.width - 2, c.rect.size.height - 2);
     int inside = 0;
     for (int row = 0; row < 64; ++row)
       for (int x = 0; x < 64; ++x) {
         bool whole = true;
-        for (int k = 0; k < 4 && whole; ++k) {
-          const CGPoint d{double(x + (k & 1)), double(64 - row - (k >> 1))};
-          const CGPoint u = CGPointApplyAffineTransform(d, inv);
-          const CGRect r = c.rect;
-          whole = u.x > r.origin.x + 1 && u.x < r.origin.x + r.size.width - 1 &&
-                  u.y > r.origin.y + 1 && u.y < r.origin.y + r.size.height - 1;
+        for (int k = 0; k < 4; ++k) {
+          const CGPoint u = CGPointApplyAffineTransform({double(x + (k & 1)), double(64 - row - (k >> 1))}, inv);
+          whole = whole && u.x > r.origin.x && u.x < CGRectGetMaxX(r) && u.y > r.origin.y && u.y < CGRectGetMaxY(r);
         }
         if (!whole) continue;
         ++inside;
         const auto p = at(ctx, x, row);
-        ASSERT_EQ(p[0], 255) << c.name << " " << x << "," << row;
-        ASSERT_NEAR(p[1], 200, 1) << c.name << " " << x << "," << row;
-        ASSERT_NEAR(p[2], 100, 1) << c.name;
-        ASSERT_NEAR(p[3], 50, 1) << c.name;
+        ASSERT_EQ(p[0], 255) << x << "," << row;
+        for (int k = 1; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], 1) << x << "," << row;
       }
-    EXPECT_GT(inside, 100) << c.name;
+    EXPECT_GT(inside, 100);
   }
-}
-
-// Exact area average, in doubles: each device pixel receives every source
-// pixel's value times the area they share (premultiplied, over transparent).
-std::vector<double> areaAverage(const std::vector<std::uint8_t>& src, int sw, int sh, int W, int H,
-                                CGRect r) {
-  std::vector<double> out(static_cast<std::size_t>(W) * H * 4, 0.0);
-  const double sx = r.size.width / sw, sy = r.size.height / sh;
-  const double top = H - (r.origin.y + r.size.height);
-  for (int j = 0; j < sh; ++j)
-    for (int i = 0; i < sw; ++i) {
-      const double x0 = r.origin.x + i * sx, x1 = x0 + sx;
-      const double y0 = top + j * sy, y1 = y0 + sy;
-      for (int row = std::max(0, int(std::floor(y0))); row < std::min(H, int(std::ceil(y1))); ++row)
-        for (int x = std::max(0, int(std::floor(x0))); x < std::min(W, int(std::ceil(x1))); ++x) {
-          const double a = (std::min(x1, x + 1.0) - std::max(x0, double(x))) *
-                           (std::min(y1, row + 1.0) - std::max(y0, double(row)));
-          if (a <= 0) continue;
-          for (int c = 0; c < 4; ++c)
-            out[(static_cast<std::size_t>(row) * W + x) * 4 + c] +=
-                a * src[(static_cast<std::size_t>(j) * sw + i) * 4 + c];
-        }
-    }
-  return out;
 }
 
 TEST(DrawImage, ShrinkingMatchesTheExactAreaAverage) {
+  // Random premultiplied pixels at fractional scales and offsets, each within half a level (rounded).
   std::mt19937 rng(42);
   const int sw = 97, sh = 61, W = 30, H = 22;
-  std::vector<std::uint8_t> px(static_cast<std::size_t>(sw) * sh * 4);
+  std::vector<std::uint8_t> px(std::size_t(sw) * sh * 4);
   for (std::size_t i = 0; i < px.size(); i += 4) {
-    const int a = static_cast<int>(rng() % 256);
-    px[i + 3] = static_cast<std::uint8_t>(a);
-    for (int c = 0; c < 3; ++c) px[i + c] = static_cast<std::uint8_t>(rng() % (a + 1));
+    px[i + 3] = std::uint8_t(rng() % 256);
+    for (int c = 0; c < 3; ++c) px[i + c] = std::uint8_t(rng() % (px[i + 3] + 1));
   }
   const auto img = image8(sw, sh, 4, kCGImageAlphaPremultipliedLast, px);
-  for (const CGRect r : {CGRectMake(0, 0, 30, 22), CGRectMake(3.25, 1.5, 23.5, 17.25),
-                         CGRectMake(-4.4, -2.1, 32.3, 20.9), CGRectMake(5, 3, 9.7, 1.2)}) {
+  for (const CGRect r : {CGRectMake(0, 0, 30, 22), CGRectMake(3.25, 1.5, 23.5, 17.25), CGRectMake(-4.4, -2.1, 32.3, 20.9),
+                         CGRectMake(5, 3, 9.7, 1.2)}) {
+    SCOPED_TRACE(r.origin.x);
     const auto ctx = argb(W, H);
     CGContextDrawImage(ctx, r, img);
-    const auto want = areaAverage(px, sw, sh, W, H, r);
-    for (int row = 0; row < H; ++row)
-      for (int x = 0; x < W; ++x) {
-        const auto p = at(ctx, x, row);
-        const double* e = &want[(static_cast<std::size_t>(row) * W + x) * 4];
-        // ARGB bytes against R, G, B, A sums.
-        ASSERT_NEAR(p[0], e[3], 1.0) << r.origin.x << " " << x << "," << row;
-        ASSERT_NEAR(p[1], e[0], 1.0) << r.origin.x << " " << x << "," << row;
-        ASSERT_NEAR(p[2], e[1], 1.0);
-        ASSERT_NEAR(p[3], e[2], 1.0);
-      }
+    const auto want = testing::areaAverage({px.data(), sw, sh, 4, sw * 4}, W, H, r.origin.x,
+                                           H - CGRectGetMaxY(r), r.size.width, r.size.height);
+    for (int i = 0; i < W * H; ++i)
+      for (int c = 0; c < 4; ++c) ASSERT_NEAR(at(ctx, i % W, i / W)[c], want[i * 4 + (c + 3) % 4], 0.501) << i;
   }
 }
 
-TEST(DrawImage, HalfCoveredEdgePixelsGetHalfTheColour) {
-  const auto ctx = argb(4, 1);
-  CGContextDrawImage(ctx, CGRectMake(0.5, 0, 2, 1), solid(2, 1, {255, 255, 255, 255}));
-  EXPECT_NEAR(at(ctx, 0, 0)[0], 127.5, 0.5);
-  EXPECT_EQ(at(ctx, 1, 0)[0], 255);
-  EXPECT_NEAR(at(ctx, 2, 0)[0], 127.5, 0.5);
-  EXPECT_EQ(at(ctx, 3, 0)[0], 0);
-}
+TEST(DrawImage, EdgesFlipsAndTurnsLandWhereTheCTMSays) {
+  const auto edges = argb(4, 1);  // half-covered edge pixels get half the colour
+  CGContextDrawImage(edges, CGRectMake(0.5, 0, 2, 1), solid(2, 1, {255, 255, 255}));
+  for (int x = 0; x < 4; ++x) EXPECT_NEAR(at(edges, x, 0)[0], (std::array{127.5, 255.0, 127.5, 0.0})[x], 0.5) << x;
 
-TEST(DrawImage, TopRowLandsAtTheRectangleTop) {
-  const auto img = image8(1, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto ctx = argb(1, 2);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 2), img);
-  EXPECT_EQ(at(ctx, 0, 0), (std::array<int, 4>{255, 255, 0, 0}));
-  EXPECT_EQ(at(ctx, 0, 1), (std::array<int, 4>{255, 0, 0, 255}));
-  // A flipped CTM (as a flipped view sets up) turns it over.
-  const auto flipped = argb(1, 2);
-  CGContextTranslateCTM(flipped, 0, 2);
+  const auto redOverBlue = image8(1, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
+  const auto redBesideBlue = image8(2, 1, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
+  const auto upright = argb(1, 2), flipped = argb(1, 2);
+  CGContextDrawImage(upright, CGRectMake(0, 0, 1, 2), redOverBlue);
+  EXPECT_EQ(at(upright, 0, 0), (Bytes{255, 255, 0, 0})) << "the top row lands at the rectangle's top";
+  EXPECT_EQ(at(upright, 0, 1), (Bytes{255, 0, 0, 255}));
+  CGContextTranslateCTM(flipped, 0, 2);  // a flipped view's CTM turns it over
   CGContextScaleCTM(flipped, 1, -1);
-  CGContextDrawImage(flipped, CGRectMake(0, 0, 1, 2), img);
-  EXPECT_EQ(at(flipped, 0, 0), (std::array<int, 4>{255, 0, 0, 255}));
+  CGContextDrawImage(flipped, CGRectMake(0, 0, 1, 2), redOverBlue);
+  EXPECT_EQ(at(flipped, 0, 0), (Bytes{255, 0, 0, 255}));
+
+  const auto turned = argb(1, 2);  // a quarter turn moves the left column to the bottom
+  CGContextTranslateCTM(turned, 1, 0);
+  CGContextRotateCTM(turned, std::numbers::pi / 2);
+  CGContextDrawImage(turned, CGRectMake(0, 0, 2, 1), redBesideBlue);
+  for (int k = 0; k < 4; ++k) {
+    EXPECT_NEAR(at(turned, 0, 0)[k], (Bytes{255, 0, 0, 255})[k], 1) << k;
+    EXPECT_NEAR(at(turned, 0, 1)[k], (Bytes{255, 255, 0, 0})[k], 1) << k;
+  }
 }
 
-TEST(DrawImage, QuarterTurnMovesTheLeftColumnToTheBottom) {
-  const auto img = image8(2, 1, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto ctx = argb(1, 2);
-  CGContextTranslateCTM(ctx, 1, 0);
-  CGContextRotateCTM(ctx, std::numbers::pi / 2);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), img);
-  const auto top = at(ctx, 0, 0), bottom = at(ctx, 0, 1);
-  EXPECT_NEAR(top[0], 255, 1);
-  EXPECT_NEAR(top[3], 255, 1);
-  EXPECT_NEAR(top[1], 0, 1);
-  EXPECT_NEAR(bottom[1], 255, 1);
-  EXPECT_NEAR(bottom[3], 0, 1);
-}
-
-// Averaging premultiplied colours: a transparent neighbour adds no colour.
-TEST(DrawImage, TransparentPixelsDoNotDarkenOrTint) {
+// Averaging premultiplied colours: a transparent neighbour adds no colour; global alpha scales source-over.
+TEST(DrawImage, TransparencyNeitherDarkensNorTintsAndGlobalAlphaBlends) {
   for (CGImageAlphaInfo info : {kCGImageAlphaPremultipliedLast, kCGImageAlphaLast}) {
     // Opaque red beside a transparent pixel whose stored colour is green.
-    const std::uint8_t g = info == kCGImageAlphaLast ? 255 : 0;
-    const auto img = image8(2, 1, 4, info, {255, 0, 0, 255, 0, g, 0, 0});
     const auto ctx = argb(1, 1);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), img);
+    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), image8(2, 1, 4, info, {255, 0, 0, 255, 0, std::uint8_t(info == kCGImageAlphaLast ? 255 : 0), 0, 0}));
     const auto p = at(ctx, 0, 0);
     EXPECT_NEAR(p[0], 127.5, 0.5) << info;
     EXPECT_EQ(p[1], p[0]) << info;  // red at full strength once unpremultiplied
     EXPECT_EQ(p[2], 0) << info;
   }
-}
-
-TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
-  // Two pixels, 0 and 255, drawn twice as wide: device pixel centres fall at
-  // source positions -0.25, 0.25, 0.75, 1.25 (in pixel-centre coordinates).
-  auto cubic = [](double t) {  // Catmull-Rom between 0, 0 and 255, 255
-    return 255 * ((-3 * t * t * t + 4 * t * t + t) / 2 + (t * t * t - t * t) / 2);
-  };
-  struct Case {
-    CGInterpolationQuality quality;
-    double want[4];
-  };
-  const Case cases[] = {
-      {kCGInterpolationDefault, {0, 63.75, 191.25, 255}},
-      {kCGInterpolationLow, {0, 63.75, 191.25, 255}},
-      {kCGInterpolationHigh, {0, cubic(0.25), cubic(0.75), 255}},
-      {kCGInterpolationNone, {0, 0, 255, 255}},
-  };
-  const auto img = image8(2, 1, 4, kCGImageAlphaNoneSkipLast, {0, 0, 0, 9, 255, 255, 255, 9});
-  for (const Case& c : cases) {
-    const auto ctx = argb(4, 1);
-    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
-    CGContextSetInterpolationQuality(ctx, c.quality);
-    EXPECT_EQ(CGContextGetInterpolationQuality(ctx), c.quality);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 4, 1), img);
-    for (int x = 0; x < 4; ++x) {
-      EXPECT_EQ(at(ctx, x, 0)[0], 255);
-      EXPECT_NEAR(at(ctx, x, 0)[1], c.want[x], 1.0) << c.quality << " " << x;
-    }
-  }
-}
-
-// High quality enlarges with Catmull-Rom weights over four taps, the taps past
-// the ends folded onto the edge pixels, worked out here on their own.
-TEST(DrawImage, HighQualityEnlargingIsCatmullRom) {
-  const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
-  const int n = 7, W = 18;
-  std::vector<std::uint8_t> px;
-  for (std::uint8_t v : values) px.insert(px.end(), {v, v, v, 255});
-  const auto img = image8(n, 1, 4, kCGImageAlphaPremultipliedLast, px);
-  const auto ctx = argb(W, 1);
-  CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
-  for (int x = 0; x < W; ++x) {
-    const double s = (x + 0.5) * n / W - 0.5, i0 = std::floor(s), t = s - i0;
-    const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
-                         (-3 * t * t * t + 4 * t * t + t) / 2, (t * t * t - t * t) / 2};
-    double want = 0;
-    for (int k = 0; k < 4; ++k) want += w[k] * values[std::clamp(int(i0) - 1 + k, 0, n - 1)];
-    EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << x;
-  }
-}
-
-// Every layout an image may have, one pixel each, drawn 1:1.
-TEST(DrawImage, ReadsEveryImageLayout) {
-  struct Case {
-    const char* name;
-    std::size_t bpc, bpp;
-    CGBitmapInfo info;
-    bool gray;
-    std::vector<std::uint8_t> bytes;
-    std::array<int, 4> argb;
-  };
-  const Case cases[] = {
-      {"gray", 8, 8, kCGImageAlphaNone, true, {255}, {255, 255, 255, 255}},
-      {"gray+alpha", 8, 16, kCGImageAlphaLast, true, {255, 128}, {128, 128, 128, 128}},
-      {"gray+alpha 16Little", 8, 16, kCGImageAlphaLast | kCGBitmapByteOrder16Little, true, {128, 255},
-       {128, 128, 128, 128}},
-      {"rgb", 8, 24, kCGImageAlphaNone, false, {10, 20, 30}, {255, 10, 20, 30}},
-      {"rgba", 8, 32, kCGImageAlphaLast, false, {200, 100, 0, 128}, {128, 100, 50, 0}},
-      {"rgba premultiplied", 8, 32, kCGImageAlphaPremultipliedLast, false, {100, 50, 0, 128},
-       {128, 100, 50, 0}},
-      {"argb premultiplied", 8, 32, kCGImageAlphaPremultipliedFirst, false, {128, 100, 50, 0},
-       {128, 100, 50, 0}},
-      {"bgra 32Little", 8, 32, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, false,
-       {0, 50, 100, 128}, {128, 100, 50, 0}},
-      {"xrgb", 8, 32, kCGImageAlphaNoneSkipFirst, false, {7, 1, 2, 3}, {255, 1, 2, 3}},
-      {"rgb 16 big", 16, 48, kCGImageAlphaNone, false, {0x01, 0xFF, 0x80, 0x00, 0xFF, 0xFF},
-       {255, 2, 128, 255}},
-      {"rgba 16 little", 16, 64, kCGImageAlphaLast | kCGBitmapByteOrder16Little, false,
-       {0xFF, 0xFF, 0, 0, 0, 0, 0x00, 0x80}, {128, 128, 0, 0}},
-  };
-  for (const Case& c : cases) {
-    const auto space = c.gray ? CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2) : srgb();
-    const auto img = CGImageCreate(1, 1, c.bpc, c.bpp, c.bpp / 8, space, c.info,
-                                   CGDataProviderCreateWithData(c.bytes), nullptr, true,
-                                   kCGRenderingIntentDefault);
-    ASSERT_TRUE(img) << c.name;
-    const auto ctx = argb(1, 1);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), img);
-    const auto p = at(ctx, 0, 0);
-    for (int k = 0; k < 4; ++k) EXPECT_NEAR(p[k], c.argb[k], 1) << c.name << " byte " << k;
-    const auto big = argb(3, 3);  // enlarged, the one pixel everywhere
-    CGContextDrawImage(big, CGRectMake(0, 0, 3, 3), img);
-    for (int k = 0; k < 4; ++k) EXPECT_NEAR(at(big, 1, 1)[k], c.argb[k], 1) << c.name << " enlarged byte " << k;
-  }
-}
-
-// 16-bit sources are averaged at 16 bits: 0x01FF is 1.99 levels of 8 bits,
-// which its high byte alone would make 1.
-TEST(DrawImage, SixteenBitSourcesKeepTheirPrecision) {
-  std::vector<std::uint8_t> px;
-  for (int i = 0; i < 16; ++i) px.insert(px.end(), {0x01, 0xFF, 0x01, 0xFF, 0x01, 0xFF});
-  const auto img = CGImageCreate(4, 4, 16, 48, 24, srgb(), kCGImageAlphaNone,
-                                 CGDataProviderCreateWithData(px), nullptr, true, kCGRenderingIntentDefault);
-  const auto ctx = argb(2, 2);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
-  EXPECT_EQ(at(ctx, 1, 1), (std::array<int, 4>{255, 2, 2, 2}));
-}
-
-TEST(DrawImage, GlobalAlphaAndSourceOver) {
   const auto ctx = argb(2, 1);
   CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
   CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
   CGContextSetAlpha(ctx, 0.5);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), solid(2, 1, {0, 0, 0, 255}));
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), solid(2, 1, {0, 0, 0}));
   EXPECT_EQ(at(ctx, 0, 0)[0], 255);
   EXPECT_NEAR(at(ctx, 0, 0)[1], 127.5, 0.5);
 }
 
+// Enlarging: linear for Default and Low, Catmull-Rom over four taps for High (the taps past the
+// ends folded onto the edge pixels), nearest for None; worked out here on their own.
+TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
+  const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
+  const int n = 7, W = 18;
+  std::vector<std::uint8_t> px;
+  for (std::uint8_t v : values) px.insert(px.end(), {v, v, v, 9});
+  const auto img = image8(n, 1, 4, kCGImageAlphaNoneSkipLast, px);
+  auto v = [&](double i) { return double(values[std::clamp(int(i), 0, n - 1)]); };
+  for (const CGInterpolationQuality quality :
+       {kCGInterpolationDefault, kCGInterpolationLow, kCGInterpolationHigh, kCGInterpolationNone}) {
+    const auto ctx = argb(W, 1);
+    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
+    CGContextSetInterpolationQuality(ctx, quality);
+    EXPECT_EQ(CGContextGetInterpolationQuality(ctx), quality);
+    CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
+    for (int x = 0; x < W; ++x) {
+      const double s = (x + 0.5) * n / W - 0.5, i = std::floor(s), t = s - i;
+      const double w[4] = {(-t * t * t + 2 * t * t - t) / 2, (3 * t * t * t - 5 * t * t + 2) / 2,
+                           (-3 * t * t * t + 4 * t * t + t) / 2, (t * t * t - t * t) / 2};
+      const double want = quality == kCGInterpolationNone   ? v(std::floor(s + 0.5))
+                          : quality == kCGInterpolationHigh ? w[0] * v(i - 1) + w[1] * v(i) + w[2] * v(i + 1) + w[3] * v(i + 2)
+                                                            : (1 - t) * v(i) + t * v(i + 1);
+      EXPECT_EQ(at(ctx, x, 0)[0], 255);
+      EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << quality << " " << x;
+    }
+  }
+}
+
+// Every layout an image may have, one pixel each, drawn 1:1 and enlarged.
+TEST(DrawImage, ReadsEveryImageLayout) {
+  const CGBitmapInfo last = kCGImageAlphaLast, first = kCGImageAlphaPremultipliedFirst;
+  const struct {
+    std::size_t bpc, bpp;
+    CGBitmapInfo info;
+    Data bytes;
+    Bytes argb;
+  } cases[] = {  // gray, gray + alpha (both orders), RGB, RGBA straight and premultiplied, ARGB, BGRA, XRGB, 16-bit
+      {8, 8, kCGImageAlphaNone, {255}, {255, 255, 255, 255}},          {8, 16, last, {255, 128}, {128, 128, 128, 128}},
+      {8, 16, last | kCGBitmapByteOrder16Little, {128, 255}, {128, 128, 128, 128}}, {8, 24, kCGImageAlphaNone, {10, 20, 30}, {255, 10, 20, 30}},
+      {8, 32, last, {200, 100, 0, 128}, {128, 100, 50, 0}},            {8, 32, kCGImageAlphaPremultipliedLast, {100, 50, 0, 128}, {128, 100, 50, 0}},
+      {8, 32, first, {128, 100, 50, 0}, {128, 100, 50, 0}},            {8, 32, first | kCGBitmapByteOrder32Little, {0, 50, 100, 128}, {128, 100, 50, 0}},
+      {8, 32, kCGImageAlphaNoneSkipFirst, {7, 1, 2, 3}, {255, 1, 2, 3}}, {16, 48, kCGImageAlphaNone, {1, 0xFF, 0x80, 0, 0xFF, 0xFF}, {255, 2, 128, 255}},
+      {16, 64, last | kCGBitmapByteOrder16Little, {0xFF, 0xFF, 0, 0, 0, 0, 0x00, 0x80}, {128, 128, 0, 0}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const auto space = c.bpc == 8 && c.bpp <= 16 ? CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2) : srgb();
+    const auto img = image(1, 1, c.bpc, c.bpp, c.info, c.bytes, space);
+    ASSERT_TRUE(img);
+    const auto one = argb(1, 1), big = argb(3, 3);
+    CGContextDrawImage(one, CGRectMake(0, 0, 1, 1), img);
+    CGContextDrawImage(big, CGRectMake(0, 0, 3, 3), img);
+    for (int k = 0; k < 4; ++k) {
+      EXPECT_NEAR(at(one, 0, 0)[k], c.argb[k], 1) << k;
+      EXPECT_NEAR(at(big, 1, 1)[k], c.argb[k], 1) << "enlarged " << k;
+    }
+  }
+  // 16-bit sources are averaged at 16 bits: 0x01FF is 1.99 levels of 8 bits, its high byte alone 1.
+  Data px;
+  for (int i = 0; i < 16 * 3; ++i) px.insert(px.end(), {0x01, 0xFF});
+  const auto ctx = argb(2, 2);
+  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), image(4, 4, 16, 48, kCGImageAlphaNone, px));
+  EXPECT_EQ(at(ctx, 1, 1), (Bytes{255, 2, 2, 2}));
+}
+
 TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   const auto ctx = argb(2, 2);
-  const auto img = solid(2, 2, {1, 2, 3, 255});
+  const auto img = solid(2, 2, {1, 2, 3});
   CGContextDrawImage(nullptr, CGRectMake(0, 0, 2, 2), img);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), nullptr);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 0, 2), img);
-  CGContextDrawImage(ctx, CGRectNull, img);
-  CGContextDrawImage(ctx, CGRectMake(NAN, 0, 2, 2), img);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, INFINITY, 2), img);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, INFINITY), img);
-  CGContextDrawImage(ctx, CGRectMake(1e300, -1e300, 1e300, 1e300), img);
+  for (const CGRect r : {CGRectMake(0, 0, 0, 2), CGRectNull, CGRectMake(NAN, 0, 2, 2), CGRectMake(0, 0, INFINITY, 2),
+                         CGRectMake(0, 0, 2, INFINITY), CGRectMake(1e300, -1e300, 1e300, 1e300)})
+    CGContextDrawImage(ctx, r, img);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
   CGContextDrawImage(ctx, CGRectMake(3, 0, 1e6, 2), img);
   CGContextFillRect(ctx, CGRectMake(5, 5, INFINITY, 1));
@@ -327,7 +355,7 @@ TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   CGContextRestoreGState(ctx);
   CGContextScaleCTM(ctx, 0, 1);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(at(ctx, i % 2, i / 2), (std::array<int, 4>{0, 0, 0, 0}));
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(at(ctx, i % 2, i / 2), (Bytes{0, 0, 0, 0}));
 }
 
 }  // namespace

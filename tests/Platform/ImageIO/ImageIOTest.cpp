@@ -1,0 +1,568 @@
+// The codecs against an independent reader: pillow_corpus.py writes small files across colour
+// types, depths and layouts, with Pillow's decoding of each (or the generator's own values where
+// Pillow cannot read the depth); files the codecs write are read back by Pillow. Then the public
+// calls (CGImageSource, CGImageDestination): layouts handed to encoders, lazy decoding, thumbnails.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <jpeglib.h>
+
+#include "Image/ImageTestSupport.h"
+#include "Platform/CoreGraphics/ImageInternal.h"
+#include "Platform/ImageIO/ImageCodec.h"
+#include "orvane/Platform/ImageIO/CGImageDestination.h"
+#include "orvane/Platform/ImageIO/CGImageSource.h"
+#include "support/TempDir.h"
+
+namespace orvane {
+namespace {
+
+using namespace testing;
+using namespace imageio;
+
+namespace fs = std::filesystem;
+
+Data readFile(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return Data(std::istreambuf_iterator<char>(in), {});
+}
+
+void writeFile(const fs::path& p, ByteView bytes) {
+  std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+}
+
+int runScript(const std::string& command, const fs::path& dir) {
+  return std::system(("/usr/bin/python3 '" ORVANE_IMAGEIO_SCRIPT "' " + command + " '" + dir.string() + "'").c_str());
+}
+
+// Pillow's reading of files written into `dir`, each listed as "name channels bits".
+std::vector<Data> pillowRead(const fs::path& dir, const std::vector<std::string>& listing) {
+  std::ofstream written(dir / "written.txt");
+  for (const std::string& line : listing) written << line << '\n';
+  written.close();
+  std::vector<Data> out;
+  if (runScript("read", dir) != 0) return out;
+  for (const std::string& line : listing) out.push_back(readFile(dir / (line.substr(0, line.find(' ')) + ".pillow")));
+  return out;
+}
+
+struct Case {
+  std::string name, file;
+  int format = 0;
+  unsigned channels = 0, bits = 8, tolerance = 0, orientation = 1;
+  double dpi = 0;
+  std::size_t icc = 0;
+  std::uint32_t reducedWidth = 0, reducedHeight = 0;
+  std::string reducedFile;
+};
+
+// Made once per test program (a second or two), with a line per case in manifest.txt.
+struct Corpus {
+  static const Corpus& get() {
+    static const Corpus corpus;
+    return corpus;
+  }
+  Data read(const std::string& file) const { return readFile(dir.path() / file); }
+  testing::TempDir dir;
+  std::vector<Case> cases;
+
+ private:
+  Corpus() {
+    std::ifstream manifest(runScript("make", dir.path()) == 0 ? dir.path() / "manifest.txt" : fs::path());
+    for (Case c; manifest >> c.name >> c.file >> c.format >> c.channels >> c.bits >> c.tolerance >> c.orientation >> c.dpi >>
+                 c.icc >> c.reducedWidth >> c.reducedHeight >> c.reducedFile;)
+      cases.push_back(c);
+  }
+};
+
+// Largest difference between decoded pixels and a reference (16-bit samples in host order).
+unsigned maxDifference(const Pixels& p, const Data& want, unsigned bits) {
+  if (p.byteCount() != want.size()) return 1u << 16;
+  unsigned worst = 0;
+  for (std::size_t i = 0; i + bits / 8 <= want.size(); i += bits / 8) {
+    std::uint16_t x = p.storage[i], y = want[i];
+    if (bits == 16) std::memcpy(&x, &p.storage[i], 2), std::memcpy(&y, &want[i], 2);
+    worst = std::max<unsigned>(worst, unsigned(std::abs(int{x} - int{y})));
+  }
+  return worst;
+}
+
+struct RowCollector final : RowSink {
+  bool begin(const ImageInfo& i) override { return info = i, bytes.clear(), true; }
+  void row(std::uint32_t y, const std::uint8_t* row) override {
+    EXPECT_EQ(y, rows++);
+    bytes.insert(bytes.end(), row, row + std::size_t{info.width} * info.bytesPerPixel());
+  }
+  bool same(const Pixels& p) const { return maxDifference(p, bytes, 8) == 0; }
+  ImageInfo info;
+  Data bytes;
+  std::uint32_t rows = 0;
+};
+
+TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoesAndRefusesOversizedOnes) {
+  const Corpus& corpus = Corpus::get();
+  ASSERT_GT(corpus.cases.size(), 80u) << "the corpus script failed";
+  int refused = 0;
+  for (const Case& c : corpus.cases) {
+    SCOPED_TRACE(c.name);
+    const Data file = corpus.read(c.file);
+    const ImageCodec* codec = sniffCodec(file);
+    ASSERT_EQ(codec, &codecFor(ImageFormat(c.format)));
+    const auto info = codec->readInfo(file);
+    const auto pixels = codec->decode(file);
+    if (c.channels == 0) {  // sizes beyond the limits, inks other than CMYK
+      EXPECT_FALSE(info || pixels);
+      ++refused;
+      continue;
+    }
+    ASSERT_TRUE(info && pixels);
+    EXPECT_EQ(std::tuple(info->channels + 0u, info->bitsPerComponent + 0u, info->orientation + 0u, info->iccProfile.size()),
+              std::tuple(c.channels, c.bits, c.orientation, c.icc));
+    EXPECT_NEAR(info->dpiWidth, c.dpi, 0.5);
+    EXPECT_EQ(info->imageCount, c.name == "gif_two_frames" ? 2u : 1u);
+    EXPECT_EQ(pixels->info.width * pixels->info.height * pixels->info.bytesPerPixel(), pixels->byteCount());
+    EXPECT_LE(maxDifference(*pixels, corpus.read(c.name + ".raw"), c.bits), c.tolerance);
+    RowCollector rows;
+    ASSERT_TRUE(codec->decodeRows(file, rows));
+    EXPECT_EQ(rows.rows, info->height);
+    EXPECT_EQ(rows.bytes, Data(pixels->storage.begin(), pixels->storage.begin() + std::ptrdiff_t(pixels->byteCount())));
+
+    if (c.reducedWidth) {
+      const auto reduced = codec->decodeReduced(file, c.reducedWidth, c.reducedHeight);
+      ASSERT_TRUE(reduced);
+      EXPECT_EQ(std::pair(reduced->info.width, reduced->info.height), std::pair(c.reducedWidth, c.reducedHeight));
+      EXPECT_LE(maxDifference(*reduced, corpus.read(c.reducedFile), c.bits), c.tolerance);
+      if (const auto promised = codec->reducedInfo(file, c.reducedWidth, c.reducedHeight)) {
+        EXPECT_EQ(promised->width, c.reducedWidth);
+        RowCollector reducedRows;
+        ASSERT_TRUE(codec->decodeReducedRows(file, c.reducedWidth, c.reducedHeight, reducedRows));
+        EXPECT_EQ(reducedRows.bytes, reduced->storage);
+      }
+      EXPECT_FALSE(codec->decodeReduced(file, info->width + 1, 1)) << "more than the full size";
+    } else if (codec->format() != ImageFormat::JPEG && codec->format() != ImageFormat::JPEG2000) {
+      EXPECT_FALSE(codec->decodeReduced(file, 1, 1)) << "only JPEG and JPEG 2000 reduce";
+    }
+  }
+  EXPECT_EQ(refused, 4);
+}
+
+TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
+  // BMP is told by its header size: the sizes of the known headers only.
+  for (std::uint32_t size : {0u, 11u, 12u, 13u, 39u, 40u, 41u, 52u, 56u, 64u, 100u, 108u, 124u, 125u}) {
+    Data header = dataOf("BM");
+    header.resize(14);
+    for (int i = 0; i < 4; ++i) header.push_back(std::uint8_t(size >> (8 * i)));
+    const bool known = size == 12 || size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
+    EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
+  }
+  for (const std::string text : {"", "GIF8", "BM", "\x89PNG\r\n", "II*", "\xFF\xD8", "hello world, no image"}) {
+    EXPECT_EQ(sniffCodec(bytesOf(text)), nullptr) << text;
+    for (int f = 0; f <= 5; ++f) EXPECT_FALSE(codecFor(ImageFormat(f)).decode(bytesOf(text)));
+  }
+}
+
+TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
+  int partial = 0;
+  for (const Case& c : Corpus::get().cases) {
+    if (c.channels == 0) continue;
+    SCOPED_TRACE(c.name);
+    const Data file = Corpus::get().read(c.file);
+    const ImageCodec& codec = codecFor(ImageFormat(c.format));
+    const auto full = codec.decode(file);
+    ASSERT_TRUE(full);
+    // Rows are final in file order for these: the cut keeps a prefix of them.
+    const bool sequential = (c.name.rfind("png_", 0) == 0 && c.name.find("_i") == std::string::npos) ||
+                            c.name == "gif_pal" || c.name == "gif_transparent" || c.name == "bmp_24_topdown";
+    for (const double fraction : {0.1, 0.5, 0.9}) {
+      SCOPED_TRACE(fraction);
+      const Data cut(file.begin(), file.begin() + std::ptrdiff_t(file.size() * fraction));
+      const auto pixels = codec.decode(cut);
+      for (const std::uint8_t beyond : {0x11, 0x22}) {  // a decoder reads its own bytes only
+        Data longer = cut;
+        for (int i = 0; i < 8; ++i) longer.push_back(i % 2 ? beyond : 2);
+        const auto other = codec.decode(ByteView(longer).first(cut.size()));
+        ASSERT_EQ(other.has_value(), pixels.has_value());
+        if (pixels) { EXPECT_EQ(other->storage, pixels->storage) << "read past the end"; }
+      }
+      RowCollector rows;
+      EXPECT_EQ(codec.decodeRows(cut, rows), pixels.has_value());
+      if (!pixels) continue;
+      ASSERT_EQ(std::pair(pixels->info.width, pixels->info.height), std::pair(full->info.width, full->info.height));
+      EXPECT_EQ(rows.rows, pixels->info.height);
+      // BMP streams through the decoder itself: rows past the cut are zero there too.
+      if (codec.format() == ImageFormat::BMP) { EXPECT_TRUE(rows.same(*pixels)) << "streamed rows differ"; }
+      for (std::uint32_t y = 0; sequential && y < pixels->info.height; ++y) {  // the full row or, past the cut, zero
+        const std::uint8_t* row = pixels->row(y);
+        const bool same = std::memcmp(row, full->row(y), pixels->bytesPerRow) == 0;
+        ASSERT_TRUE(same || std::all_of(row, row + pixels->bytesPerRow, [](std::uint8_t v) { return v == 0; })) << y;
+        partial += !same;
+      }
+    }
+  }
+  EXPECT_GT(partial, 0);
+}
+
+// ---- writing
+
+struct Layout {
+  std::uint8_t channels, bits;
+};
+
+PixelsView viewOf(const Data& d, Layout l, std::uint32_t w, std::uint32_t h) {
+  PixelsView v;
+  v.width = w, v.height = h, v.channels = l.channels, v.bitsPerComponent = l.bits, v.data = d.data();
+  v.bytesPerRow = std::size_t{w} * l.channels * (l.bits / 8);
+  return v;
+}
+
+double psnr(const Data& a, const Data& b) {
+  double sum = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) sum += (double(a[i]) - b[i]) * (double(a[i]) - b[i]);
+  return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * double(a.size()) / sum);
+}
+
+TEST(ImageCodec, WrittenFilesReadBackInPillow) {
+  enum Pattern { Busy, FewColours, Smooth };
+  struct WriteCase {
+    ImageFormat format;
+    Layout in, pillow;  // what we hand in; what Pillow must read back
+    double minPsnr;     // 0: exact
+    Pattern pattern;
+  };
+  const Layout g8{1, 8}, ga8{2, 8}, rgb8{3, 8}, rgba8{4, 8}, g16{1, 16}, rgb16{3, 16}, rgba16{4, 16};
+  using F = ImageFormat;
+  const WriteCase table[] = {
+      {F::PNG, g8, g8, 0, Busy},        {F::PNG, ga8, ga8, 0, Busy},          {F::PNG, rgb8, rgb8, 0, Busy},
+      {F::PNG, rgba8, rgba8, 0, Busy},  {F::PNG, g16, g16, 0, Busy},          {F::PNG, rgb16, rgb8, 0, Busy},
+      {F::TIFF, g8, g8, 0, Busy},       {F::TIFF, ga8, ga8, 0, Busy},         {F::TIFF, rgb8, rgb8, 0, Busy},
+      {F::TIFF, rgba8, rgba8, 0, Busy}, {F::TIFF, g16, g16, 0, Busy},         {F::BMP, g8, g8, 0, Busy},
+      {F::BMP, rgb8, rgb8, 0, Busy},    {F::BMP, rgba8, rgba8, 0, Busy},      {F::BMP, ga8, g8, 0, Busy},
+      {F::BMP, rgba16, rgba8, 40, Busy}, {F::GIF, rgb8, rgb8, 0, FewColours}, {F::GIF, g8, rgb8, 0, FewColours},
+      {F::JPEG2000, g8, g8, 0, Busy},   {F::JPEG2000, rgb8, rgb8, 0, Busy},   {F::JPEG2000, rgba8, rgba8, 0, Busy},
+      {F::JPEG2000, g16, g16, 0, Busy}, {F::JPEG, rgb8, rgb8, 30, Smooth},    {F::JPEG, g8, g8, 30, Smooth},
+      {F::JPEG, rgba16, rgb8, 30, Smooth}, {F::JPEG, rgb16, rgb8, 30, Smooth},
+  };
+  const std::uint32_t w = 37, h = 23;
+  auto value = [&](const WriteCase& t, std::size_t p, unsigned c) -> unsigned {  // sample c of pixel p handed in
+    const std::size_t x = p % w, y = p / w;
+    const auto v = unsigned(t.pattern == FewColours ? (x / 4 + y / 3 + c * 2) % 6 * 51
+                            : t.pattern == Smooth   ? x * 3 + y * 2 + c * 30
+                                                    : (x * 7 + y * 13 + c * 71) % 256);
+    return t.in.bits == 16 ? std::uint16_t(v * 257 + (x + c) % 200) : std::uint8_t(v);
+  };
+  testing::TempDir dir;
+  std::vector<std::string> listing;
+  for (const WriteCase& t : table) {
+    SCOPED_TRACE("case " + std::to_string(listing.size()));
+    Data src;  // samples in host order
+    for (std::size_t i = 0; i < std::size_t{w} * h * t.in.channels; ++i) {
+      const auto s = std::uint16_t(value(t, i / t.in.channels, unsigned(i % t.in.channels)));
+      src.insert(src.end(), reinterpret_cast<const std::uint8_t*>(&s), reinterpret_cast<const std::uint8_t*>(&s) + t.in.bits / 8);
+    }
+    const Data before = src;
+    Data file;
+    EncodeOptions options;
+    if (t.format == ImageFormat::JPEG) options.quality = 0.9;  // JPEG 2000 without a quality is lossless
+    ASSERT_TRUE(codecFor(t.format).encode(viewOf(src, t.in, w, h), options, file));
+    EXPECT_EQ(src, before) << "an encoder changed the caller's pixels";
+    EXPECT_EQ(sniffCodec(file), &codecFor(t.format));
+    ASSERT_TRUE(codecFor(t.format).decode(file));
+    const std::string name = "w" + std::to_string(listing.size());
+    writeFile(dir / name, file);
+    listing.push_back(name + ' ' + std::to_string(t.pillow.channels) + ' ' + std::to_string(t.pillow.bits));
+  }
+  const std::vector<Data> pillow = pillowRead(dir.path(), listing);
+  ASSERT_EQ(pillow.size(), std::size(table));
+  for (std::size_t i = 0; i < std::size(table); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    const WriteCase& t = table[i];
+    // What Pillow must read, worked out apart from the library: gray replicated, alpha kept or
+    // dropped, 16-bit samples narrowed to their high byte where Pillow keeps 8 bits (little-endian).
+    const unsigned pc = t.pillow.channels, pb = pc == 1 ? t.pillow.bits : 8;
+    const bool gray = t.in.channels <= 2, alpha = t.in.channels % 2 == 0;
+    Data expected;
+    for (std::size_t p = 0; p < std::size_t{w} * h; ++p)
+      for (unsigned c = 0; c < pc; ++c) {
+        unsigned v = c < pc - (pc % 2 == 0) ? value(t, p, gray ? 0 : c) : alpha ? value(t, p, t.in.channels - 1u) : (1u << t.in.bits) - 1;
+        if (t.in.bits == 16 && pb == 8) v >>= 8;
+        expected.push_back(std::uint8_t(v));
+        if (pb == 16) expected.push_back(std::uint8_t(v >> 8));
+      }
+    ASSERT_EQ(pillow[i].size(), expected.size());
+    EXPECT_GE(psnr(pillow[i], expected), t.minPsnr ? t.minPsnr : 99) << "0: exact";
+  }
+}
+
+TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
+  const std::uint32_t w = 160, h = 120;  // a smooth picture with thousands of colours
+  Data src;
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x)
+      src.insert(src.end(), {std::uint8_t(x * 255 / (w - 1)), std::uint8_t(y * 255 / (h - 1)),
+                             std::uint8_t(128 + 100 * std::sin(x * 0.05) * std::cos(y * 0.07))});
+  const PixelsView view = viewOf(src, {3, 8}, w, h);
+  auto roundTrip = [&](ImageFormat f, std::optional<double> q, std::size_t* size = nullptr) {
+    Data file;
+    EncodeOptions options;
+    options.quality = q;
+    EXPECT_TRUE(codecFor(f).encode(view, options, file));
+    if (size) *size = file.size();
+    const auto back = codecFor(f).decode(file);
+    return back ? Data(back->storage.data(), back->storage.data() + back->byteCount()) : Data{};
+  };
+  EXPECT_GE(psnr(roundTrip(ImageFormat::GIF, std::nullopt), src), 30.0);
+  std::size_t small = 0, large = 0, lossless = 0;
+  EXPECT_LT(psnr(roundTrip(ImageFormat::JPEG, 0.1, &small), src), psnr(roundTrip(ImageFormat::JPEG, 0.95, &large), src));
+  EXPECT_LT(small, large);
+  EXPECT_GE(psnr(roundTrip(ImageFormat::JPEG2000, 0.5, &small), src), 30.0);
+  EXPECT_EQ(roundTrip(ImageFormat::JPEG2000, std::nullopt, &lossless), src);
+  EXPECT_LT(small, lossless);
+
+  // The same many colours with alpha at the threshold: 128 stays, 127 goes.
+  Data rgba;
+  for (std::size_t i = 0; i < src.size(); i += 3)
+    rgba.insert(rgba.end(), {src[i], src[i + 1], src[i + 2], std::uint8_t((i / 3) % w < 10 ? 127 : 128)});
+  Data gif;
+  ASSERT_TRUE(gifCodec().encode(viewOf(rgba, {4, 8}, w, h), {}, gif));
+  const auto back = gifCodec().decode(gif);
+  ASSERT_TRUE(back && back->info.channels == 4);
+  Data kept, wanted;  // the colours of the pixels that stay keep close
+  for (std::size_t i = 0; i < std::size_t{w} * h; ++i) {
+    const std::uint8_t* p = back->storage.data() + i * 4;
+    ASSERT_EQ(p[3], i % w < 10 ? 0 : 255) << i;
+    if (i % w >= 10) kept.insert(kept.end(), p, p + 3), wanted.insert(wanted.end(), &src[i * 3], &src[i * 3] + 3);
+  }
+  EXPECT_GE(psnr(kept, wanted), 30.0);
+
+  // JPEG carries orientations 2 to 8; 1 and anything else write none.
+  for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
+    PixelsView turned = view;
+    turned.orientation = orientation;
+    Data file;
+    ASSERT_TRUE(jpegCodec().encode(turned, {}, file));
+    EXPECT_EQ(jpegCodec().readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
+  }
+}
+
+// Adobe YCCK (CMYK stored as YCbCr + K), which Pillow cannot write: libjpeg writes it here and
+// Pillow is the reference reader.
+TEST(ImageCodec, YcckJpegDecodesAsPillowDoes) {
+  const std::uint32_t w = 40, h = 24;
+  jpeg_compress_struct c{};
+  jpeg_error_mgr err{};
+  c.err = jpeg_std_error(&err);
+  jpeg_create_compress(&c);
+  unsigned char* mem = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&c, &mem, &size);
+  c.image_width = w, c.image_height = h, c.input_components = 4, c.in_color_space = JCS_CMYK;
+  jpeg_set_defaults(&c);
+  jpeg_set_colorspace(&c, JCS_YCCK);
+  jpeg_set_quality(&c, 95, TRUE);
+  jpeg_start_compress(&c, TRUE);
+  std::vector<std::uint8_t> row;
+  for (std::uint32_t y = 0; y < h; ++y) {
+    row.clear();
+    for (std::uint32_t x = 0; x < w; ++x) row.insert(row.end(), {std::uint8_t(x * 4), std::uint8_t(y * 5), std::uint8_t(200 - x), std::uint8_t(60 + y)});
+    JSAMPROW r = row.data();
+    jpeg_write_scanlines(&c, &r, 1);
+  }
+  jpeg_finish_compress(&c);
+  jpeg_destroy_compress(&c);
+  const Data file(mem, mem + size);
+  std::free(mem);
+
+  testing::TempDir dir;
+  writeFile(dir / "ycck.jpg", file);
+  const std::vector<Data> pillow = pillowRead(dir.path(), {"ycck.jpg 3 8"});
+  ASSERT_EQ(pillow.size(), 1u);
+  const auto ours = jpegCodec().decode(file);
+  ASSERT_TRUE(ours);
+  EXPECT_EQ(ours->info.channels, 3);
+  EXPECT_LE(maxDifference(*ours, pillow[0], 8), 1u);
+}
+
+constexpr std::size_t kW = 48, kH = 20;
+
+std::shared_ptr<Data> write(const CGImageRef& image, std::string_view type) {
+  auto data = std::make_shared<Data>();
+  auto destination = CGImageDestinationCreateWithData(data, type, 1);
+  EXPECT_TRUE(destination);
+  CGImageDestinationAddImage(destination, image);
+  EXPECT_TRUE(CGImageDestinationFinalize(destination));
+  EXPECT_FALSE(CGImageDestinationFinalize(destination)) << "a destination writes once";
+  return data;
+}
+
+CGImageRef readBack(const CGImageRef& image, std::string_view type) {
+  return CGImageSourceCreateImageAtIndex(CGImageSourceCreateWithData(*write(image, type)), 0);
+}
+
+TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
+  Data rgba;  // straight RGBA with a few distinct colours and alphas
+  for (std::size_t i = 0; i < kW * kH; ++i) {
+    const std::size_t x = i % kW, y = i / kW;
+    rgba.insert(rgba.end(), {std::uint8_t(x / 8 * 51), std::uint8_t(y / 5 * 85), std::uint8_t((x + y) / 6 % 3 * 127),
+                             std::uint8_t(x / 16 == 1 ? 128 : 255)});
+  }
+  const CGImageRef straight = image8(kW, kH, 4, kCGImageAlphaLast, rgba);
+  for (const std::string_view type : {kUTTypePNG, kUTTypeTIFF, kUTTypeBMP, kUTTypeJPEG2000, kUTTypeGIF}) {
+    SCOPED_TRACE(std::string(type));
+    const auto source = CGImageSourceCreateWithData(std::shared_ptr<const Data>(write(straight, type)));
+    EXPECT_EQ(std::pair(CGImageSourceGetType(source), CGImageSourceGetCount(source)), std::pair(std::optional(type), std::size_t{1}));
+    EXPECT_FALSE(CGImageSourceCreateImageAtIndex(source, 1));
+    const CGImageRef back = CGImageSourceCreateImageAtIndex(source, 0);
+    ASSERT_EQ(dims(back), (Dims{kW, kH}));
+    // GIF keeps alpha only as on or off: with no alpha below half, it has none.
+    const bool gif = type == kUTTypeGIF;
+    EXPECT_EQ(std::pair(CGImageGetBitsPerPixel(back), CGImageGetAlphaInfo(back)),
+              std::pair(std::size_t{gif ? 24u : 32u}, gif ? kCGImageAlphaNone : kCGImageAlphaLast));
+    Data expected;
+    for (std::size_t i = 0; i < rgba.size(); i += 4) expected.insert(expected.end(), &rgba[i], &rgba[i] + (gif ? 3 : 4));
+    EXPECT_EQ(pixelBytes(back), expected);
+  }
+
+  // The same straight pixels in the other layouts images can have: encoders take them straightened.
+  auto premultiply = [](unsigned c, unsigned a) { return std::uint8_t((c * a + 127) / 255); };
+  Data premultipliedFirstLittle, premultipliedLast, skipFirst, rgb16big;
+  for (std::size_t i = 0; i < rgba.size(); i += 4) {
+    const std::uint8_t *p = &rgba[i], a = p[3], r = premultiply(p[0], a), g = premultiply(p[1], a), b = premultiply(p[2], a);
+    premultipliedFirstLittle.insert(premultipliedFirstLittle.end(), {b, g, r, a});  // cairo's layout
+    premultipliedLast.insert(premultipliedLast.end(), {r, g, b, a});
+    skipFirst.insert(skipFirst.end(), {0x5A, p[0], p[1], p[2]});
+    rgb16big.insert(rgb16big.end(), {p[0], 0x80, p[1], 0x80, p[2], 0x80});
+  }
+  const struct {
+    Data bytes;
+    std::size_t bpc, bpp;
+    CGBitmapInfo info;
+    bool alpha;          // the written file keeps alpha
+    unsigned tolerance;  // premultiplying loses precision where alpha is small
+  } layouts[] = {
+      {premultipliedFirstLittle, 8, 32, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true, 1},
+      {premultipliedLast, 8, 32, kCGImageAlphaPremultipliedLast, true, 1},
+      {skipFirst, 8, 32, kCGImageAlphaNoneSkipFirst, false, 0}, {rgb16big, 16, 48, kCGImageAlphaNone, false, 0},
+  };
+  for (const auto& l : layouts) {
+    SCOPED_TRACE(&l - layouts);
+    const CGImageRef img = image(kW, kH, l.bpc, l.bpp, l.info, l.bytes);
+    const Data got = pixelBytes(readBack(img, kUTTypePNG));
+    const std::size_t channels = l.alpha ? 4 : 3, sample = l.bpc / 8;
+    ASSERT_EQ(got.size(), kW * kH * channels * sample);
+    for (std::size_t i = 0; i < kW * kH * channels; ++i)  // 16-bit samples come back little-endian: the high byte second
+      ASSERT_NEAR(got[i * sample + sample - 1], rgba[i / channels * 4 + i % channels], l.tolerance) << i;
+    EXPECT_EQ(pixelBytes(img), l.bytes) << "the caller's pixels changed";
+  }
+}
+
+TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
+  Data gray(kW * 8 * kH * 8);  // a JPEG big enough for 1/8 scaling, and a PNG for row streaming
+  for (std::size_t i = 0; i < gray.size(); ++i) gray[i] = std::uint8_t(i % 251);
+  const CGImageRef big = image8(kW * 8, kH * 8, 1, kCGImageAlphaNone, gray, CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2));
+  const auto jpeg = readBack(big, kUTTypeJPEG);
+  ASSERT_TRUE(jpeg);
+  const CGDataProvider& provider = *CGImageGetDataProvider(jpeg);
+  ASSERT_NE(provider.decoder(), nullptr);
+  EXPECT_FALSE(provider.ready()) << "made without decoding";
+  EXPECT_EQ(dims(provider.decoder()->decodeReduced(kW, kH)), (Dims{kW, kH}));
+  EXPECT_FALSE(provider.decoder()->decodeReduced(kW * 8, kH * 8) || provider.decoder()->canStreamRows()) << "no smaller decode";
+  EXPECT_EQ(pixelBytes(jpeg).size(), gray.size());
+  EXPECT_TRUE(provider.ready());
+
+  struct Collect final : ImageRowSink {
+    explicit Collect(std::size_t limit) : limit(limit) {}
+    bool consumeRow(const std::uint8_t* row) override {
+      bytes.insert(bytes.end(), row, row + kW * 8);
+      return ++rows < limit;
+    }
+    Data bytes;
+    std::size_t limit, rows = 0;
+  };
+  const auto png = readBack(big, kUTTypePNG);
+  ASSERT_TRUE(png);
+  const ImageDecoder* decoder = CGImageGetDataProvider(png)->decoder();
+  ASSERT_TRUE(decoder && decoder->canStreamRows());
+  Collect all(SIZE_MAX), some(3);
+  EXPECT_TRUE(decoder->streamRows(all) && decoder->streamRows(some));
+  EXPECT_EQ(all.bytes, gray);
+  EXPECT_EQ(some.rows, 3u) << "the sink may stop early";
+}
+
+TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
+  constexpr std::uint32_t W = 3, H = 2;  // 3 x 2 stored pixels of distinct colours
+  Data stored;
+  for (std::uint32_t i = 0; i < W * H; ++i)
+    stored.insert(stored.end(), {std::uint8_t(40 * i), std::uint8_t(250 - 40 * i), std::uint8_t(i % 2 ? 230 : 20)});
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    SCOPED_TRACE("orientation " + std::to_string(orientation));
+    // As EXIF defines the tags, stored pixel (u, v) (from the top left) appears upright at (x, y):
+    // mirrored across (2, 3, 7, 8), mirrored down (3, 4, 6, 7), then transposed (5 to 8).
+    auto upright = [o = orientation](std::uint32_t u, std::uint32_t v) {
+      u = o == 2 || o == 3 || o == 7 || o == 8 ? W - 1 - u : u, v = o == 3 || o == 4 || o == 6 || o == 7 ? H - 1 - v : v;
+      return o >= 5 ? std::pair(v, u) : std::pair(u, v);
+    };
+    PixelsView view = viewOf(stored, {3, 8}, W, H);
+    view.orientation = std::uint16_t(orientation);
+    Data png;
+    ASSERT_TRUE(pngCodec().encode(view, {}, png));
+    const auto source = CGImageSourceCreateWithData(png);
+    EXPECT_EQ(CGImageSourceCopyPropertiesAtIndex(source, 0)->doubleForKey(kCGImagePropertyOrientation), orientation);
+    const NSDictionary onlyTransform{{kCGImageSourceCreateThumbnailWithTransform, true}};
+    EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(source, 0, &onlyTransform)) << "no embedded thumbnail";
+    const NSDictionary options{{kCGImageSourceCreateThumbnailWithTransform, true},
+                               {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
+    ASSERT_EQ(dims(thumb), orientation >= 5 ? (Dims{H, W}) : (Dims{W, H}));
+    const Data got = pixelBytes(thumb);
+    for (std::uint32_t i = 0; i < W * H * 3; ++i) {
+      const auto [x, y] = upright(i / 3 % W, i / 3 / W);
+      EXPECT_NEAR(got[y * CGImageGetBytesPerRow(thumb) + x * 4 + i % 3], stored[i], 2) << i;
+    }
+    // Without the transform the stored layout comes back.
+    const NSDictionary plain{{kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    EXPECT_EQ(dims(CGImageSourceCreateThumbnailAtIndex(source, 0, &plain)), (Dims{W, H}));
+  }
+}
+
+TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
+  Data gray(400 * 200);
+  for (std::size_t i = 0; i < gray.size(); ++i) gray[i] = std::uint8_t(i % 400 * 255 / 399);
+  const CGImageRef wide = image8(400, 200, 1, kCGImageAlphaNone, gray, CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2));
+  for (const std::string_view type : {kUTTypeJPEG, kUTTypePNG, kUTTypeJPEG2000}) {
+    SCOPED_TRACE(std::string(type));
+    const auto source = CGImageSourceCreateWithData(*write(wide, type));
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(source, 0);
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(std::tuple(properties->doubleForKey(kCGImagePropertyPixelWidth), properties->doubleForKey(kCGImagePropertyPixelHeight),
+                         properties->boolForKey(kCGImagePropertyHasAlpha)), std::tuple(400.0, 200.0, false));
+    EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
+    EXPECT_EQ(properties->objectForKey(kCGImagePropertyDPIWidth), nullptr) << "no resolution in the file";
+    const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100}, {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
+    ASSERT_EQ(dims(thumb), (Dims{100, 50}));
+    // A horizontal ramp: each thumbnail pixel averages four source columns.
+    const Data got = pixelBytes(thumb);
+    for (std::size_t x = 0; x < 100; x += 33) EXPECT_NEAR(got[25 * CGImageGetBytesPerRow(thumb) + x], (4 * x + 1.5) * 255.0 / 399.0, 3.0) << x;
+    const NSDictionary large{{kCGImageSourceThumbnailMaxPixelSize, 1000.0}, {kCGImageSourceCreateThumbnailFromImageAlways, true}};
+    EXPECT_EQ(dims(CGImageSourceCreateThumbnailAtIndex(source, 0, &large)), (Dims{400, 200})) << "never enlarged";
+  }
+}
+
+TEST(ImageSource, AnswersNothingForBadArguments) {
+  EXPECT_FALSE(CGImageSourceCreateWithData(std::shared_ptr<const Data>()) || CGImageSourceCreateWithData(bytesOf("not an image")));
+  EXPECT_FALSE(CGImageSourceGetCount(nullptr) || CGImageSourceGetType(nullptr) || CGImageSourceCreateImageAtIndex(nullptr, 0) ||
+               CGImageSourceCopyPropertiesAtIndex(nullptr, 0) || CGImageSourceCreateThumbnailAtIndex(nullptr, 0, nullptr));
+  auto data = std::make_shared<Data>();
+  EXPECT_FALSE(CGImageDestinationCreateWithData(data, "public.webp", 1) || CGImageDestinationCreateWithData(data, kUTTypePNG, 0) ||
+               CGImageDestinationCreateWithData(nullptr, kUTTypePNG, 1));
+  EXPECT_FALSE(CGImageDestinationFinalize(CGImageDestinationCreateWithData(data, kUTTypePNG, 1))) << "no image";
+  EXPECT_TRUE(data->empty());
+  EXPECT_EQ(CGImageSourceCopyTypeIdentifiers().size(), 6u);
+  EXPECT_EQ(CGImageDestinationCopyTypeIdentifiers().size(), 6u);
+}
+
+}  // namespace
+}  // namespace orvane
