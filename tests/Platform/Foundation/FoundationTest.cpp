@@ -8,6 +8,7 @@
 #include <csignal>
 #include <ctime>
 #include <regex>
+#include <sstream>
 #include <set>
 #include <string>
 #include <thread>
@@ -28,57 +29,28 @@
 namespace orvane {
 namespace {
 
-TEST(EnvironmentTest, XdgVariablesWinOverHomeFallbacks) {
+TEST(EnvironmentTest, HomesIdentifierAndVersionComeFromTheProcessUnlessOverridden) {
   auto result = testing::runInChild([] {
     setenv("HOME", "/home/someone", 1);
     unsetenv("XDG_DATA_HOME");
     setenv("XDG_CACHE_HOME", "/var/cache/me", 1);
     setenv("XDG_CONFIG_HOME", "relative/ignored", 1);  // not absolute: ignored
-    bool ok = Environment::dataHome() == "/home/someone/.local/share" &&
-              Environment::cacheHome() == "/var/cache/me" &&
-              Environment::configHome() == "/home/someone/.config";
-    return ok ? 0 : 1;
-  });
-  EXPECT_EQ(result.exitCode, 0);
-}
-
-// The identifier names one directory below the configuration directory, and
-// below the data directory for stores, whatever the host set it to.
-TEST(EnvironmentTest, ApplicationIdentifierStaysOneDirectoryName) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"com.example.photos", "com.example.photos"},
-      {"../../x", "..%2F..%2Fx"},
-      {"..", "%2E%2E"},
-      {"/etc", "%2Fetc"},
-  };
-  for (const auto& [identifier, directory] : cases) {
-    EnvironmentOverrides o;
-    o.applicationIdentifier = identifier;
-    o.configHome = "/config";
-    ScopedEnvironmentOverrides scoped(o);
-    EXPECT_EQ(Environment::userDefaultsFile(),
-              std::filesystem::path("/config") / directory / "defaults.sqlite3")
-        << identifier;
-  }
-}
-
-TEST(EnvironmentTest, ApplicationIdentifierComesFromOverrideHostOrExecutable) {
-  auto result = testing::runInChild([] {
-    if (Environment::applicationIdentifier() != program_invocation_short_name) return 1;
+    if (Environment::dataHome() != "/home/someone/.local/share" || Environment::cacheHome() != "/var/cache/me" ||
+        Environment::configHome() != "/home/someone/.config")
+      return 1;
+    if (Environment::applicationIdentifier() != program_invocation_short_name) return 2;
     Environment::setApplicationIdentifier("com.example.photos");
-    if (Environment::applicationIdentifier() != "com.example.photos") return 2;
+    if (Environment::applicationIdentifier() != "com.example.photos") return 3;
     {
       EnvironmentOverrides o;
       o.applicationIdentifier = "test.app";
       ScopedEnvironmentOverrides scoped(o);
-      if (Environment::applicationIdentifier() != "test.app") return 3;
+      if (Environment::applicationIdentifier() != "test.app") return 4;
     }
-    return Environment::applicationIdentifier() == "com.example.photos" ? 0 : 4;
+    return Environment::applicationIdentifier() == "com.example.photos" ? 0 : 5;
   });
   EXPECT_EQ(result.exitCode, 0);
-}
 
-TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
   EXPECT_EQ(Environment::bundleVersion(), "158");
   EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
   EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 1}));
@@ -97,7 +69,20 @@ TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
   EXPECT_NE(Environment::dataHome(), "/tmp/data-override");
 }
 
-TEST(FileTest, PositionedReadsAndWrites) {
+// The identifier names one directory below the configuration directory, and
+// below the data directory for stores, whatever the host set it to.
+TEST(EnvironmentTest, ApplicationIdentifierStaysOneDirectoryName) {
+  for (const auto& [identifier, directory] : {std::pair{"com.example.photos", "com.example.photos"},
+                                              {"../../x", "..%2F..%2Fx"}, {"..", "%2E%2E"}, {"/etc", "%2Fetc"}}) {
+    EnvironmentOverrides o;
+    o.applicationIdentifier = identifier;
+    o.configHome = "/config";
+    ScopedEnvironmentOverrides scoped(o);
+    EXPECT_EQ(Environment::userDefaultsFile(), std::filesystem::path("/config") / directory / "defaults.sqlite3");
+  }
+}
+
+TEST(FileTest, PositionedReadsAndWritesMissingFilesAndDirectories) {
   testing::TempDir dir;
   const auto path = dir / "chunk";
   ASSERT_TRUE(fs::createFile(path, bytesOf("0123456789")));
@@ -109,44 +94,31 @@ TEST(FileTest, PositionedReadsAndWrites) {
   EXPECT_EQ(file->readAt(2, 4), dataOf("23ab"));
   EXPECT_EQ(file->readAt(9, 100), (Data{'9', 0, 0, 'z'}));  // short at the end
   EXPECT_EQ(file->readAt(50, 10), Data());
-  EXPECT_TRUE(file->truncate(3));
-  EXPECT_TRUE(file->synchronize());
-  EXPECT_EQ(fs::readAll(path), dataOf("012"));
-}
-
-TEST(FileTest, HugeReadLengthsAllocateOnlyWhatTheFileHolds) {
-  testing::TempDir dir;
-  ASSERT_TRUE(fs::createFile(dir / "f", bytesOf("abc")));
-  auto file = FileHandle::openForReading(dir / "f");
-  ASSERT_TRUE(file);
-  EXPECT_EQ(file->readAt(1, std::uint64_t{1} << 62), dataOf("bc"));
+  // Huge lengths allocate only what the file holds.
+  EXPECT_EQ(file->readAt(1, std::uint64_t{1} << 62), file->readAt(1, 12));
   EXPECT_EQ(file->readAt(std::uint64_t{1} << 63, 1), Data());
-}
+  EXPECT_TRUE(file->truncate(3) && file->synchronize());
+  EXPECT_EQ(fs::readAll(path), dataOf("012"));
 
-TEST(FileTest, MissingFilesAndDirectories) {
-  testing::TempDir dir;
   EXPECT_FALSE(FileHandle::openForReading(dir / "absent"));
   EXPECT_EQ(fs::readAll(dir / "absent"), std::nullopt);
   EXPECT_FALSE(fs::removeFile(dir / "absent"));
   EXPECT_TRUE(fs::createDirectories(dir / "a" / "b"));
   EXPECT_TRUE(fs::exists(dir / "a" / "b"));
-
-  ASSERT_TRUE(fs::createFile(dir / "plain", bytesOf("x")));
   NSError error;
-  EXPECT_FALSE(fs::createDirectories(dir / "plain" / "sub", &error));
+  EXPECT_FALSE(fs::createDirectories(path / "sub", &error));
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
   EXPECT_FALSE(error.localizedDescription().empty());
 }
 
 TEST(FileTest, WriteBeyondTheFileSizeLimitFailsCleanly) {
   testing::TempDir dir;
-  const auto path = dir / "limited";
   auto result = testing::runInChild([&] {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{8, 8};
     setrlimit(RLIMIT_FSIZE, &limit);
-    if (!fs::createFile(path, bytesOf("1234"))) return 1;
-    auto file = FileHandle::openForUpdating(path);
+    if (!fs::createFile(dir / "limited", bytesOf("1234"))) return 1;
+    auto file = FileHandle::openForUpdating(dir / "limited");
     if (!file || file->writeAt(4, bytesOf("56789"))) return 2;  // would end at 9 > 8
     if (fs::createFile(dir / "big", bytesOf("0123456789"))) return 3;
     return fs::exists(dir / "big") ? 4 : 0;  // no partial file left behind
@@ -186,8 +158,9 @@ TEST(NSDictionaryTest, NestedDictionariesCompareByContent) {
   EXPECT_NE(a, (NSDictionary{{"inner", 1}}));
 }
 
-// The stamp is the local date and time of the call, to the minute here.
-TEST(NSLogTest, WritesOneStampedLineToStandardError) {
+// The stamp is the local date and time of the call, to the minute here; lines
+// from many threads never interleave.
+TEST(NSLogTest, WritesWholeStampedLinesToStandardError) {
   auto minute = [] {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
@@ -205,14 +178,11 @@ TEST(NSLogTest, WritesOneStampedLineToStandardError) {
   ASSERT_EQ(result.exitCode, 0);
   EXPECT_TRUE(result.stderrText.rfind(before, 0) == 0 || result.stderrText.rfind(after, 0) == 0)
       << result.stderrText;
-  const std::regex line(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} )" +
-                        std::string(program_invocation_short_name) +
+  const std::regex line(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} )" + std::string(program_invocation_short_name) +
                         R"(\[\d+:\d+\] Warning the chunk file has been damaged\.\n)");
   EXPECT_TRUE(std::regex_match(result.stderrText, line)) << result.stderrText;
-}
 
-TEST(NSLogTest, LinesFromManyThreadsNeverInterleave) {
-  auto result = testing::runInChild([] {
+  result = testing::runInChild([] {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
       threads.emplace_back([t] {
@@ -222,34 +192,26 @@ TEST(NSLogTest, LinesFromManyThreadsNeverInterleave) {
     return 0;
   });
   ASSERT_EQ(result.exitCode, 0);
-  const std::regex line(R"(.*\] (a{100}|b{100}|c{100}|d{100}))");
-  std::size_t start = 0, count = 0;
-  while (start < result.stderrText.size()) {
-    std::size_t end = result.stderrText.find('\n', start);
-    ASSERT_NE(end, std::string::npos);
-    ASSERT_TRUE(std::regex_match(result.stderrText.substr(start, end - start), line));
-    ++count;
-    start = end + 1;
-  }
+  const std::regex threadLine(R"(.*\] (a{100}|b{100}|c{100}|d{100}))");
+  std::istringstream lines(result.stderrText);
+  std::size_t count = 0;
+  for (std::string text; std::getline(lines, text); ++count) ASSERT_TRUE(std::regex_match(text, threadLine)) << text;
   EXPECT_EQ(count, 800u);
+  EXPECT_EQ(result.stderrText.back(), '\n');
 }
 
 // Each length's smallest and largest scalar, and the forms just beyond them.
 TEST(TextTest, Utf8ValidationAtEveryBoundary) {
   const std::pair<std::string_view, bool> cases[] = {
       {"", true}, {"plain ascii", true}, {std::string_view("a\0b", 3), true}, {"\x7F", true},
-      {"\x80", false},                        // lone continuation byte
+      {"\x80", false},                         // lone continuation byte
       {"\xC2\x80", true}, {"\xDF\xBF", true},  // U+0080, U+07FF
-      {"\xC1\xBF", false},                    // overlong U+007F
-      {"\xC3", false},                        // cut short
-      {"\xC3\x28", false},                    // no continuation byte
-      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true},  // U+0800, U+FFFF
-      {"\xE0\x9F\xBF", false},                        // overlong U+07FF
+      {"\xC1\xBF", false}, {"\xC3", false}, {"\xC3\x28", false},  // overlong, cut short, no continuation
+      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true}, {"\xE0\x9F\xBF", false},  // U+0800, U+FFFF, overlong
       {"\xED\x9F\xBF", true}, {"\xEE\x80\x80", true},  // U+D7FF, U+E000
       {"\xED\xA0\x80", false}, {"\xED\xBF\xBF", false},  // surrogates U+D800, U+DFFF
       {"\xF0\x90\x80\x80", true}, {"\xF4\x8F\xBF\xBF", true},  // U+10000, U+10FFFF
-      {"\xF0\x8F\xBF\xBF", false},                          // overlong U+FFFF
-      {"\xF4\x90\x80\x80", false},                          // above U+10FFFF
+      {"\xF0\x8F\xBF\xBF", false}, {"\xF4\x90\x80\x80", false},  // overlong U+FFFF, above U+10FFFF
       {"\xF8\x88\x80\x80\x80", false}, {"\xFE", false}, {"\xFF", false},
       {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},  // é € and a camera
   };
@@ -260,20 +222,10 @@ TEST(TextTest, Utf8ValidationAtEveryBoundary) {
 }
 
 TEST(TextTest, UuidTextIsVersionFourUpperCase) {
+  const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
   std::set<std::string> seen;
-  for (int i = 0; i < 100; ++i) {
-    const std::string uuid = makeUUIDString();
-    ASSERT_EQ(uuid.size(), 36u);
-    for (std::size_t k = 0; k < uuid.size(); ++k) {
-      if (k == 8 || k == 13 || k == 18 || k == 23)
-        ASSERT_EQ(uuid[k], '-') << uuid;
-      else
-        ASSERT_NE(std::string("0123456789ABCDEF").find(uuid[k]), std::string::npos) << uuid;
-    }
-    EXPECT_EQ(uuid[14], '4');
-    EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos);
-    seen.insert(uuid);
-  }
+  for (int i = 0; i < 100; ++i) seen.insert(makeUUIDString());
+  for (const auto& uuid : seen) EXPECT_TRUE(std::regex_match(uuid, form)) << uuid;
   EXPECT_EQ(seen.size(), 100u);
 }
 
@@ -282,6 +234,5 @@ TEST(TextTest, UuidTextIsVersionFourUpperCase) {
 
 TEST(VersionTest, VersionSymbolsHoldTheFrameworkVersion) {
   EXPECT_EQ(OrvaneVersionNumber, 158.0);
-  EXPECT_STREQ(reinterpret_cast<const char*>(OrvaneVersionString),
-               "@(#)PROGRAM:Orvane  PROJECT:Tamsel-158\n");
+  EXPECT_STREQ(reinterpret_cast<const char*>(OrvaneVersionString), "@(#)PROGRAM:Orvane  PROJECT:Tamsel-158\n");
 }
