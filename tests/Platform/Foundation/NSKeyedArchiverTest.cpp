@@ -114,26 +114,17 @@ struct HandArchive {
 };
 
 TEST_F(NSKeyedArchiverTest, DictionariesAndObjectGraphsRoundTrip) {
-  NSCodingDictionary dictionary;
+  NSCodingDictionary dictionary{{"", point(0, 0)}, {"caf\xC3\xA9-\xF0\x9F\x93\xB7", point(-1, 7)},
+                                {"big", point(INT64_MAX, INT64_MIN)}};
   for (int i = 0; i < 1000; ++i) dictionary["item-" + std::to_string(i)] = point(i * 4096, i);
-  dictionary[""] = point(0, 0);
-  dictionary["caf\xC3\xA9-\xF0\x9F\x93\xB7"] = point(-1, 7);
-  dictionary["big"] = point(INT64_MAX, INT64_MIN);
-  const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(
-      NSKeyedArchiver::archivedDataWithRootDictionary(dictionary));
-  ASSERT_TRUE(decoded);
-  ASSERT_EQ(decoded->size(), dictionary.size());
-  for (const auto& [key, value] : dictionary) {
-    const TestPoint* p = decoded->count(key) ? asPoint(decoded->at(key)) : nullptr;
-    ASSERT_TRUE(p) << key;
-    const auto& expected = static_cast<const TestPoint&>(*value);
-    EXPECT_EQ(std::pair(p->x, p->y), std::pair(expected.x, expected.y)) << key;
+  for (const auto& source : {dictionary, NSCodingDictionary{}}) {
+    const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(NSKeyedArchiver::archivedDataWithRootDictionary(source));
+    ASSERT_TRUE(decoded && decoded->size() == source.size());
+    for (const auto& [key, value] : source) {
+      const TestPoint *p = decoded->count(key) ? asPoint(decoded->at(key)) : nullptr, &e = static_cast<const TestPoint&>(*value);
+      EXPECT_TRUE(p && p->x == e.x && p->y == e.y) << key;
+    }
   }
-  const auto empty =
-      NSKeyedUnarchiver::unarchiveDictionaryWithData(NSKeyedArchiver::archivedDataWithRootDictionary({}));
-  ASSERT_TRUE(empty);
-  EXPECT_TRUE(empty->empty());
-
   TestRecord record;
   record.name = "\xC3\x9C" "bersicht";
   record.blob = Data(100000);
@@ -145,15 +136,11 @@ TEST_F(NSKeyedArchiverTest, DictionariesAndObjectGraphsRoundTrip) {
   inner->blob = Data{};
   record.inner = inner;
   record.selfReference = true;  // never followed
-  const auto r = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(
-      NSKeyedArchiver::archivedDataWithRootObject(record));
-  ASSERT_TRUE(r);
+  const auto r = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(NSKeyedArchiver::archivedDataWithRootObject(record));
+  ASSERT_TRUE(r && r->decodedChildren && r->decodedChildren->size() == 1);
   EXPECT_EQ(std::tuple(r->name, r->blob, r->count), std::tuple(record.name, record.blob, -42));
-  ASSERT_TRUE(r->decodedChildren);
-  ASSERT_EQ(r->decodedChildren->size(), 1u);
   EXPECT_EQ(asPoint(r->decodedChildren->at("a"))->y, 2);
-  EXPECT_TRUE(r->hadInner);
-  EXPECT_FALSE(r->decodedSelf);
+  EXPECT_TRUE(r->hadInner && !r->decodedSelf);
   const auto in = std::dynamic_pointer_cast<TestRecord>(r->decodedInner);
   ASSERT_TRUE(in);
   // Empty text and data are values; absent keys give nothing and 0.
