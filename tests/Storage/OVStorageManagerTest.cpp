@@ -40,59 +40,42 @@ TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()), env.path() / "data" / "org.orvane.tests");
   EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
   EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());  // nothing saved
   EXPECT_EQ(manager->currentVersion(), "158");
-  EXPECT_EQ(manager->keyForDefaultStorage(), kDefaultKey);
-  EXPECT_EQ(manager->keyForCustomizeStorage(), kCustomKey);
+  EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(), std::string(kDefaultKey) + kCustomKey);
   EnvironmentOverrides o = environmentOverrides();
   o.bundleVersion = "";
   ScopedEnvironmentOverrides unknown(o);
-  EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
-  EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageDataversion_unknown");
+  EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(),
+            "kHXDefaultStorageDataversion_unknownkHXCustomizeStorageDataversion_unknown");
+  // Removing an unknown item saves nothing at all.
+  manager->removeDataWithIdentifier("unknown");
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
-TEST(OVStorageManagerTest, UpdatesAndRemovalsSurviveARestart) {
+// Updates and effective removals save the default store; direct changes to
+// it become durable only with the next of them.
+TEST(OVStorageManagerTest, UpdatesAndEffectiveRemovalsSurviveARestart) {
   testing::TestEnvironment env;
   const Data big(3145729, 0xab);  // one byte over the chunk file limit
-  std::string storeIdentifier;
-  {
-    auto manager = freshManager();
-    storeIdentifier = manager->defStorage()->identifier();
-    manager->updateDataWithIdentifier(bytesOf("first"), "thumb-1");
-    manager->updateDataWithIdentifier(bytesOf("second"), "thumb-2");
-    manager->updateDataWithIdentifier(big, "large");
-    manager->updateDataWithIdentifier(bytesOf("1st"), "thumb-1");  // in place, shorter
-    manager->removeDataWithIdentifier("thumb-2");
-    EXPECT_TRUE(defaultsValue(kDefaultKey));
-  }
+  auto manager = freshManager();
+  for (const auto& [bytes, id] : {std::pair{bytesOf("first"), "thumb-1"}, {bytesOf("second"), "thumb-2"},
+                                  {ByteView(big), "large"}, {bytesOf("1st"), "thumb-1"}})  // in place, shorter
+    manager->updateDataWithIdentifier(bytes, id);
+  manager->removeDataWithIdentifier("thumb-2");
   auto restored = freshManager();
-  EXPECT_EQ(restored->defStorage()->identifier(), storeIdentifier);
+  EXPECT_EQ(restored->defStorage()->identifier(), manager->defStorage()->identifier());
   EXPECT_EQ(identifiers(*restored->defStorage()), (std::set<std::string>{"thumb-1", "large"}));
   EXPECT_EQ(text(restored->dataWithIdentifier("thumb-1")), "1st");
   EXPECT_FALSE(restored->dataWithIdentifierExist("thumb-2") || restored->dataWithIdentifier("thumb-2"));
   EXPECT_EQ(restored->dataWithIdentifier("large"), big);
-}
 
-// Direct changes to the default store become durable only with the next
-// manager update or effective removal; removing an unknown item writes
-// nothing at all.
-TEST(OVStorageManagerTest, OnlyEffectiveRemovalsSave) {
-  testing::TestEnvironment env;
-  auto manager = freshManager();
-  manager->removeDataWithIdentifier("unknown");
-  EXPECT_FALSE(defaultsValue(kDefaultKey));
-
-  manager->updateDataWithIdentifier(bytesOf("a"), "a");
   const auto saved = defaultsValue(kDefaultKey);
-  ASSERT_TRUE(saved);
   manager->defStorage()->updateDataWithIdentifier(bytesOf("b"), "b");
   manager->removeDataWithIdentifier("unknown");
   EXPECT_EQ(defaultsValue(kDefaultKey), saved);
-  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"a"});
-
-  manager->removeDataWithIdentifier("a");
-  EXPECT_NE(defaultsValue(kDefaultKey), saved);
-  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"b"});
+  EXPECT_FALSE(freshManager()->dataWithIdentifierExist("b"));
+  manager->removeDataWithIdentifier("large");
+  EXPECT_EQ(identifiers(*freshManager()->defStorage()), (std::set<std::string>{"thumb-1", "b"}));
 }
 
 TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnRequest) {
@@ -128,29 +111,24 @@ TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnReq
   EXPECT_FALSE(defaultsValue(kDefaultKey));
 }
 
+// The entries of another version are neither read nor removed.
 TEST(OVStorageManagerTest, AnotherVersionStartsFromStoresOfItsOwn) {
   testing::TestEnvironment env;
-  {
-    auto manager = freshManager();
-    manager->updateDataWithIdentifier(bytesOf("old"), "item");
-    manager->createCustomiszeStorageWithIdentifier("albums");
-    manager->saveCustomizeStorage();
-  }
-  const auto oldDefault = defaultsValue(kDefaultKey);
-  const auto oldCustom = defaultsValue(kCustomKey);
+  auto manager = freshManager();
+  manager->updateDataWithIdentifier(bytesOf("old"), "item");
+  manager->createCustomiszeStorageWithIdentifier("albums");
+  manager->saveCustomizeStorage();
+  const auto old = std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey));
   {
     EnvironmentOverrides o = environmentOverrides();
     o.bundleVersion = "159";
     ScopedEnvironmentOverrides newer(o);
-    auto manager = freshManager();
-    EXPECT_FALSE(manager->dataWithIdentifierExist("item"));
-    EXPECT_FALSE(manager->customizeStorageWithIdentifier("albums"));
+    manager = freshManager();
+    EXPECT_FALSE(manager->dataWithIdentifierExist("item") || manager->customizeStorageWithIdentifier("albums"));
     manager->updateDataWithIdentifier(bytesOf("new"), "item");
     EXPECT_TRUE(defaultsValue("kHXDefaultStorageData159"));
   }
-  // The entries of the other version were neither read nor removed.
-  EXPECT_EQ(defaultsValue(kDefaultKey), oldDefault);
-  EXPECT_EQ(defaultsValue(kCustomKey), oldCustom);
+  EXPECT_EQ(std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey)), old);
   EXPECT_EQ(text(freshManager()->dataWithIdentifier("item")), "old");
 }
 
@@ -248,20 +226,16 @@ Data versionBytes(int item, int version) {
 // process restores the manager, and every listed item reads back bytes once
 // written under its identifier, or nothing with the damage line.
 TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines) {
-  constexpr int kItems = 24;
   for (int round = 0; round < 10; ++round) {
     SCOPED_TRACE(round);
     testing::TestEnvironment env;
     testing::ChildProcess writer([] {
       auto manager = freshManager();
       for (int step = 1;; ++step) {
-        const int item = (step * 7) % kItems;
-        // Item 0 is a large item kept in a file of its own; it is replaced,
-        // never removed.
-        if (item != 0 && step % 5 == 0)
-          manager->removeDataWithIdentifier("item-" + std::to_string(item));
-        else
-          manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));
+        // Item 0 is a large item kept in a file of its own; it is replaced, never removed.
+        const int item = (step * 7) % 24;
+        if (item != 0 && step % 5 == 0) manager->removeDataWithIdentifier("item-" + std::to_string(item));
+        else manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));
         if (step == 30) std::fputs("running\n", stderr);
       }
       return 0;
@@ -274,29 +248,22 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
     auto result = testing::runInChild([] {
       auto manager = freshManager();
       auto ids = manager->defStorage()->allStorageItemIdentifiers();
-      if (ids.empty()) return 10;
-      int missing = 0;
+      int missing = 0, item = -1, version = -1;
       for (const std::string& id : ids) {
         auto bytes = manager->dataWithIdentifier(id);
-        if (!bytes) {
-          ++missing;
-          continue;
-        }
-        const std::string head(bytes->begin(),
-                               bytes->begin() + std::min<std::size_t>(40, bytes->size()));
-        int item = -1, version = -1;
+        if (!bytes && ++missing) continue;
+        const std::string head(bytes->begin(), bytes->begin() + std::min<std::size_t>(40, bytes->size()));
         if (std::sscanf(head.c_str(), "item-%d|%d|", &item, &version) != 2) return 11;
         if ("item-" + std::to_string(item) != id) return 12;   // another item's bytes
         if (*bytes != versionBytes(item, version)) return 13;  // never written like this
       }
       std::fprintf(stderr, "missing=%d\n", missing);
-      return 0;
+      return ids.empty() ? 10 : 0;
     });
     ASSERT_EQ(result.exitCode, 0) << result.stderrText;
     // Each item that read nothing logged the damage line.
     EXPECT_NE(result.stderrText.find("missing=" + std::to_string(testing::damageLines(result.stderrText)) + "\n"),
-              std::string::npos)
-        << result.stderrText;
+              std::string::npos) << result.stderrText;
   }
 }
 

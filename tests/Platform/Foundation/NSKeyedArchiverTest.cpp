@@ -80,39 +80,6 @@ const TestPoint* asPoint(const std::shared_ptr<NSCoding>& object) {
 }
 std::shared_ptr<TestPoint> point(std::int64_t x, std::int64_t y) { return std::make_shared<TestPoint>(x, y); }
 
-// Archives in the platform archiver's layout built by hand, for variations our
-// archiver never writes.
-struct HandArchive {
-  Writer w;
-  std::vector<ObjectRef> objects{w.addString("$null")};
-
-  std::uint64_t add(ObjectRef object) {
-    objects.push_back(object);
-    return objects.size() - 1;
-  }
-  ObjectRef dictionary(const std::vector<std::pair<std::string, ObjectRef>>& entries) {
-    std::vector<ObjectRef> keys, values;
-    for (const auto& [k, v] : entries) keys.push_back(w.addUniqueString(k)), values.push_back(v);
-    return w.addDictionary(keys.data(), values.data(), keys.size());
-  }
-  std::uint64_t object(std::vector<std::pair<std::string, ObjectRef>> entries, const std::string& className) {
-    const ObjectRef chain[] = {w.addUniqueString(className), w.addUniqueString("NSObject")};
-    const auto cls = add(dictionary({{"$classname", chain[0]}, {"$classes", w.addArray(chain, 2)}}));
-    entries.emplace_back("$class", w.addUID(cls));
-    return add(dictionary(entries));
-  }
-  ObjectRef uids(std::size_t n, std::uint64_t uid) {
-    std::vector<ObjectRef> refs;
-    while (refs.size() < n) refs.push_back(w.addUID(uid));
-    return w.addArray(refs);
-  }
-  Data finish(std::uint64_t rootUid, const std::string& archiver = "NSKeyedArchiver") {
-    const ObjectRef top = dictionary({{"root", w.addUID(rootUid)}}), all = w.addArray(objects);
-    return w.finish(dictionary({{"$archiver", w.addString(archiver)}, {"$version", w.addInteger(100000)},
-                                {"$top", top}, {"$objects", all}}));
-  }
-};
-
 TEST_F(NSKeyedArchiverTest, DictionariesAndObjectGraphsRoundTrip) {
   NSCodingDictionary dictionary{{"", point(0, 0)}, {"caf\xC3\xA9-\xF0\x9F\x93\xB7", point(-1, 7)},
                                 {"big", point(INT64_MAX, INT64_MIN)}};
@@ -169,9 +136,12 @@ TEST_F(NSKeyedArchiverTest, WrongRootsAndUnknownClassesGiveNothing) {
   ASSERT_TRUE(mixed);
   EXPECT_EQ(mixed->size(), 1u);
   EXPECT_TRUE(mixed->count("known"));
-  HandArchive other;
-  const auto root = other.object({{"x", other.w.addInteger(1)}, {"y", other.w.addInteger(2)}}, "ArchiverTestPoint");
-  EXPECT_FALSE(NSKeyedUnarchiver::unarchiveObjectWithData(other.finish(root, "NSArchiver")));
+  Data otherArchiver = pointArchive;  // the archive of another archiver
+  const std::string_view name = "NSKeyedArchiver";
+  const auto at = std::search(otherArchiver.begin(), otherArchiver.end(), name.begin(), name.end());
+  ASSERT_NE(at, otherArchiver.end());
+  at[14] = 'z';
+  EXPECT_FALSE(NSKeyedUnarchiver::unarchiveObjectWithData(otherArchiver));
 }
 
 TEST_F(NSKeyedArchiverTest, NestingIsCutAtAFixedDepth) {
@@ -197,20 +167,23 @@ TEST_F(NSKeyedArchiverTest, NestingIsCutAtAFixedDepth) {
 // "$class" and "NS.string" last: decoding walks keys in proportion to the
 // archive's size, not to references times keys.
 TEST_F(NSKeyedArchiverTest, DecodingWorkStaysInProportionToTheArchive) {
-  HandArchive a;
-  std::vector<std::pair<std::string, ObjectRef>> padded;
-  for (int i = 0; i < 20000; ++i) padded.emplace_back("pad" + std::to_string(i), a.w.addInteger(0));
-  padded.emplace_back("NS.string", a.w.addString("key"));
-  const auto key = a.object(padded, "NSString");
-  const auto value = a.object({{"x", a.w.addInteger(1)}, {"y", a.w.addInteger(2)}}, "ArchiverTestPoint");
-  const Data archive =
-      a.finish(a.object({{"NS.keys", a.uids(20000, key)}, {"NS.objects", a.uids(20000, value)}}, "NSDictionary"));
+  std::string pads, keys, values;
+  for (int i = 0; i < 20000; ++i)
+    pads += "\"pad" + std::to_string(i) + "\": 0, ", keys += R"({"$uid": 2}, )", values += R"({"$uid": 3}, )";
+  const auto archive = testing::encodeKeyedArchive(R"(["$null",
+    {"NS.keys": [)" + keys + R"({"$uid": 2}], "NS.objects": [)" + values + R"({"$uid": 3}], "$class": {"$uid": 4}},
+    {)" + pads + R"("NS.string": "key", "$class": {"$uid": 5}},
+    {"x": 1, "y": 2, "$class": {"$uid": 6}},
+    {"$classname": "NSDictionary", "$classes": ["NSDictionary", "NSObject"]},
+    {"$classname": "NSString", "$classes": ["NSString", "NSObject"]},
+    {"$classname": "ArchiverTestPoint", "$classes": ["ArchiverTestPoint", "NSObject"]}])");
+  ASSERT_TRUE(archive);
   const std::uint64_t before = Reader::keysExaminedOnThisThread();
-  const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(archive);
+  const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(*archive);
   const std::uint64_t examined = Reader::keysExaminedOnThisThread() - before;
   ASSERT_TRUE(decoded);
   EXPECT_EQ(asPoint(decoded->at("key"))->x, 1);
-  EXPECT_LE(examined, 64 * archive.size()) << "archive of " << archive.size() << " bytes";
+  EXPECT_LE(examined, 64 * archive->size()) << "archive of " << archive->size() << " bytes";
 }
 
 TEST_F(NSKeyedArchiverTest, DamagedArchivesNeverCrash) {
