@@ -47,45 +47,38 @@ OVChunkInfo record(std::int64_t offset, std::int64_t length, char fill = 'k') {
   return info;
 }
 
+// Stores start empty in the data directory (the cache directory without one)
+// under fresh version 4 UUIDs, or fail with an error; a store opened under a
+// known name starts over with an empty chunk file.
 TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) {
   testing::TestEnvironment env;
   const auto expected = (env.path() / "data" / "org.orvane.tests").string();
   EXPECT_EQ(OVStorage::defaultDestinationPath(), expected);
-  std::set<std::string> identifiers;
+  std::set<std::string> ids{OVStorage::makeIdentifierWithString(""), OVStorage::makeIdentifierWithString("")};
   for (const auto& store : {OVStorage::init(), OVStorage::init(),
                             OVStorage::initWithDestinationIdentifierError(expected, "", nullptr)}) {
     ASSERT_TRUE(store);
     EXPECT_EQ(store->destinationPath(), expected);
-    EXPECT_EQ(fileSize(store->filePathWithIdentifier(store->identifier())), 0);
-    identifiers.insert(store->identifier());
+    EXPECT_EQ(fileSize(store->filePathWithIdentifier(*ids.insert(store->identifier()).first)), 0);
   }
-  identifiers.insert(OVStorage::makeIdentifierWithString(""));
-  identifiers.insert(OVStorage::makeIdentifierWithString(""));
-  const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
-  for (const auto& id : identifiers) EXPECT_TRUE(std::regex_match(id, uuid)) << id;
-  EXPECT_EQ(identifiers.size(), 5u);
+  const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+  EXPECT_EQ(std::count_if(ids.begin(), ids.end(), [&](auto& id) { return std::regex_match(id, uuid); }), 5);
   EXPECT_EQ(OVStorage::makeIdentifierWithString("abc"), "900150983CD24FB0D6963F7D28E17F72");
-  // A store opened under a known name starts over with an empty chunk file.
   auto store = OVStorage::initWithIdentifier("named");
   ASSERT_TRUE(store && store->saveDataWithIdentifier(itemBytes(100, 1), "a"));
   EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 100);
   ASSERT_TRUE(OVStorage::initWithIdentifier("named")->allStorageItemIdentifiers().empty());
   EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 0);
-}
 
-TEST(OVStorageTest, DestinationsFallBackToTheCacheOrFailWithAnError) {
-  testing::TempDir dir;
   EnvironmentOverrides o;
   o.applicationIdentifier = "org.orvane.fallback";
-  o.dataHome = std::filesystem::path();
-  o.cacheHome = dir / "cache";
+  o.dataHome = std::filesystem::path();  // no data directory
+  o.cacheHome = env.path() / "cache";
   ScopedEnvironmentOverrides scoped(o);
-  const auto path = OVStorage::defaultDestinationPath();
-  EXPECT_EQ(path, (dir / "cache" / "org.orvane.fallback").string());
-  EXPECT_TRUE(std::filesystem::is_directory(path));
-
-  std::ofstream(dir / "plain") << "a file";
-  const auto bad = (dir / "plain" / "store").string();
+  EXPECT_EQ(OVStorage::defaultDestinationPath(), (env.path() / "cache" / "org.orvane.fallback").string());
+  EXPECT_TRUE(std::filesystem::is_directory(env.path() / "cache" / "org.orvane.fallback"));
+  std::ofstream(env.path() / "plain") << "a file";
+  const auto bad = (env.path() / "plain" / "store").string();
   NSError error, untouched{"unchanged", 7, {}};
   EXPECT_EQ(OVStorage::initWithDestinationIdentifierError(bad, "s", &error), nullptr);
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
