@@ -136,11 +136,11 @@ TEST(OVStorageFaultTest, LargeItemFileAndDirectoryAreSyncedBeforeTheItemIsRecord
   fs::setDurabilityObserverForTesting(nullptr);
   ASSERT_TRUE(saved);
   ASSERT_EQ(steps.size(), 3u);
-  EXPECT_EQ(steps[0].first, "sync file");
-  EXPECT_EQ(steps[0].second.parent_path(), dir.path());
-  EXPECT_NE(steps[0].second.filename(), "big");  // the temporary file, before the rename
-  EXPECT_EQ(steps[1], std::make_pair(std::string("rename"), dir / "big"));
-  EXPECT_EQ(steps[2], std::make_pair(std::string("sync directory"), dir.path()));
+  // The temporary file, before the rename.
+  EXPECT_TRUE(steps[0].first == "sync file" && steps[0].second.parent_path() == dir.path() &&
+              steps[0].second.filename() != "big");
+  EXPECT_EQ(steps[1], std::pair(std::string("rename"), dir / "big"));
+  EXPECT_EQ(steps[2], std::pair(std::string("sync directory"), dir.path()));
   EXPECT_EQ(store->dataWithIdentifier("big"), big);
 }
 

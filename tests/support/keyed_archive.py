@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
 """Reads and writes keyed archives with Python's plistlib, for interoperability tests.
 
-describe FILE: prints a binary keyed archive as one line of JSON: $archiver, $version, per
-  class name the number of class records and the rest of its $classes, and the root with
-  UIDs followed ("$null" as null, data as {"$data": hex}, dictionaries as {"$class": name,
-  "entries": {...}}, other objects as {"$class": name, key: value, ...}). Exits 1 when the
-  layout is not the keyed-archive layout.
-encode FILE < JSON: writes a binary keyed archive whose $objects is the JSON list
-  ({"$uid": n} for a UID, {"$data": hex} for data), with $top {root: UID 1}.
+describe FILE: prints a binary keyed archive as one line of JSON: $archiver, $version, per class
+  name the count of class records and the rest of its $classes, and the root with UIDs followed
+  ("$null" as null, data as {"$data": hex}, dictionaries as {"$class", "entries"}, other objects
+  as {"$class", key: value...}). Exits 1 when the layout is not the keyed-archive layout.
+encode FILE < JSON: writes a binary keyed archive whose $objects is the JSON list ({"$uid": n}
+  for a UID, {"$data": hex} for data), with $top {root: UID 1}.
 """
 import json
 import plistlib
