@@ -230,13 +230,11 @@ TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
 
   // Empty keys, keys that are no UTF-8 and null records store nothing.
   OVStorageChunkTable none;
-  none.setChunkInfoWithKey(&first, "");
-  none.setChunkInfoWithKey(nullptr, "k");
-  none.setChunkInfoWithKey(&first, std::string_view("\xff\xfe", 2));
+  for (const auto& [info, key] : {std::pair{&first, std::string_view("")}, {nullptr, "k"}, {&first, "\xff\xfe"}})
+    none.setChunkInfoWithKey(info, key);
   EXPECT_EQ(none.count(), 0u);
   EXPECT_FALSE(none.chunkInfoWithKey(nullptr, "") || none.chunkInfoWithKey(nullptr, "k"));
-  EXPECT_EQ(none.indexOfChunkInfoKey(""), NSNotFound);
-  EXPECT_EQ(none.indexOfChunkInfoKey("k"), NSNotFound);
+  EXPECT_TRUE(none.indexOfChunkInfoKey("") == NSNotFound && none.indexOfChunkInfoKey("k") == NSNotFound);
   none.setChunkInfoWithKey(&first, "k");
   EXPECT_TRUE(none.chunkInfoWithKey(nullptr, "k"));  // found, nothing written
 }
