@@ -90,85 +90,74 @@ TEST(NSUserDefaultsTest, StandardDefaultsFollowTheEnvironment) {
 }
 
 // Damaged or unusable files at the database's place: the defaults start
-// empty, one line is logged, the old file survives under another name and
-// the new database works and persists.
-TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
-  const std::pair<const char*, void (*)(const stdfs::path&)> cases[] = {
-      {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }},
-      {"truncated", [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }},
-      {"overwritten pages",
-       [](const stdfs::path& file) {
-         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
-             .seekp(4096)
-             .write(std::string(8192, '\x5a').data(), 8192);
-       }},
-      {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }},
-  };
-  for (const auto& [name, damage] : cases) {
-    SCOPED_TRACE(name);
-    testing::TempDir dir;
-    const stdfs::path file = dir / "defaults.sqlite3";
-    damage(file);
-    const auto sizeBefore = stdfs::is_regular_file(file) ? stdfs::file_size(file) : 0;
-    auto result = testing::runInChild([&] {
-      auto d = NSUserDefaults::initWithPath(file);
-      if (d->dataForKey("1") || !d->allKeys().empty()) return 1;
-      return d->setObjectForKey(bytesOf("after"), "key") ? 0 : 2;
-    });
-    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-    EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
-    EXPECT_NE(result.stderrText.find("moved it to"), std::string::npos) << result.stderrText;
-    const auto aside = movedAside(dir.path());
-    ASSERT_FALSE(aside.empty());
-    EXPECT_TRUE(sizeBefore == 0 || std::any_of(aside.begin(), aside.end(), [&](const stdfs::path& p) {
-                  return stdfs::is_regular_file(p) && stdfs::file_size(p) == sizeBefore;
-                })) << "the damaged file was not kept unchanged";
-    EXPECT_EQ(valueIn(file, "key"), "after");
-  }
-}
-
-// A healthy database that cannot be opened for a passing reason (no file
-// descriptors left, a file-size limit of 0, no permission) is no damaged one:
-// the call answers nothing with one line, and the file stays where it is,
-// with its values, for the next process.
-TEST(NSUserDefaultsTest, OpenFailuresOtherThanDamageLeaveTheDatabaseAlone) {
-  // Soft limits only: the hard ones may not be raised again.
-  auto setSoftLimit = [](int resource, rlim_t value) {
+// empty, one line is logged, the old file survives under another name and the
+// new database works. A healthy database that cannot be opened for a passing
+// reason (no file descriptors left, a file-size limit of 0, no permission) is
+// no damaged one: the call answers nothing with one line, and the file stays
+// where it is, with its values, for the next process.
+TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndPassingFailuresLeaveItAlone) {
+  auto setSoftLimit = [](int resource, rlim_t value) {  // the hard limits may not be raised again
     rlimit limit{};
     getrlimit(resource, &limit);
     limit.rlim_cur = value;
     if (setrlimit(resource, &limit) != 0) std::_Exit(3);
   };
-  const std::pair<const char*, std::function<void()>> cases[] = {
-      {"no file descriptors left",
+  auto healthy = [](const stdfs::path& file) { NSUserDefaults::initWithPath(file)->setObjectForKey(bytesOf("kept"), "k"); };
+  const struct {
+    const char* name;
+    std::function<void(const stdfs::path&)> prepare;
+    std::function<void()> inChild;
+  } cases[] = {
+      {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }, {}},
+      {"truncated", [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }, {}},
+      {"overwritten pages",
+       [](const stdfs::path& file) {
+         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
+             .seekp(4096)
+             .write(std::string(8192, '\x5a').data(), 8192);
+       },
+       {}},
+      {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }, {}},
+      {"no file descriptors left", healthy,
        [&] {
          const int lowestFree = dup(0);
          close(lowestFree);
          setSoftLimit(RLIMIT_NOFILE, static_cast<rlim_t>(lowestFree));
        }},
-      {"file-size limit of 0", [&] { std::signal(SIGXFSZ, SIG_IGN), setSoftLimit(RLIMIT_FSIZE, 0); }},
+      {"file-size limit of 0", healthy, [&] { std::signal(SIGXFSZ, SIG_IGN), setSoftLimit(RLIMIT_FSIZE, 0); }},
       // Root reads and writes whatever the mode says: become somebody else.
-      {"no permission", [] { if (geteuid() == 0 && setuid(65534) != 0) std::_Exit(4); }},
+      {"no permission",
+       [&](const stdfs::path& file) {
+         healthy(file);
+         stdfs::permissions(file.parent_path(), stdfs::perms::all);  // the directory stays open to all
+         stdfs::permissions(file, stdfs::perms::none);
+       },
+       [] { if (geteuid() == 0 && setuid(65534) != 0) std::_Exit(4); }},
   };
-  for (const auto& [name, inChild] : cases) {
-    SCOPED_TRACE(name);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     testing::TempDir dir;
     const stdfs::path file = dir / "defaults.sqlite3";
-    ASSERT_TRUE(NSUserDefaults::initWithPath(file)->setObjectForKey(bytesOf("kept"), "k"));
-    const bool noPermission = std::string(name) == "no permission";
-    if (noPermission) {
-      stdfs::permissions(dir.path(), stdfs::perms::all);  // the directory stays open to all
-      stdfs::permissions(file, stdfs::perms::none);
-    }
+    c.prepare(file);
+    const bool damaged = !c.inChild;
+    const auto sizeBefore = stdfs::is_regular_file(file) ? stdfs::file_size(file) : 0;
     auto result = testing::runInChild([&] {
-      inChild();
-      return NSUserDefaults::initWithPath(file)->dataForKey("k") ? 1 : 0;
+      if (c.inChild) c.inChild();
+      auto d = NSUserDefaults::initWithPath(file);
+      if (!damaged) return d->dataForKey("k") ? 1 : 0;
+      if (d->dataForKey("1") || !d->allKeys().empty()) return 1;
+      return d->setObjectForKey(bytesOf("after"), "key") ? 0 : 2;
     });
-    if (noPermission) stdfs::permissions(file, stdfs::perms::owner_read | stdfs::perms::owner_write);
+    stdfs::permissions(file, stdfs::perms::owner_read | stdfs::perms::owner_write);
     EXPECT_EQ(result.exitCode, 0) << result.stderrText;
     EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
-    EXPECT_TRUE(movedAside(dir.path()).empty());
-    EXPECT_EQ(valueIn(file, "k"), "kept");
+    EXPECT_EQ(result.stderrText.find("moved it to") != std::string::npos, damaged) << result.stderrText;
+    const auto aside = movedAside(dir.path());
+    EXPECT_EQ(aside.empty(), !damaged);
+    EXPECT_TRUE(sizeBefore == 0 || !damaged || std::any_of(aside.begin(), aside.end(), [&](const stdfs::path& p) {
+                  return stdfs::is_regular_file(p) && stdfs::file_size(p) == sizeBefore;
+                })) << "the damaged file was not kept unchanged";
+    EXPECT_EQ(valueIn(file, damaged ? "key" : "k"), damaged ? "after" : "kept");
   }
 }
 
