@@ -307,11 +307,8 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   const auto dictionaryArchive = testing::encodeKeyedArchive(R"([
     "$null",
     {"NS.keys": [{"$uid": 2}, {"$uid": 3}, {"$uid": 2}, {"$uid": 8}, {"$uid": 999}, {"$uid": 0}],
-     "NS.objects": [{"$uid": 4}, {"$uid": 6}, {"$uid": 6}, {"$uid": 6}, {"$uid": 4}, {"$uid": 4}],
-     "$class": {"$uid": 7}},
-    "thumb-1",
-    "caf\u00e9 \ud83d\udcf7",
-    {"x": 0, "y": 10240, "$class": {"$uid": 5}},
+     "NS.objects": [{"$uid": 4}, {"$uid": 6}, {"$uid": 6}, {"$uid": 6}, {"$uid": 4}, {"$uid": 4}], "$class": {"$uid": 7}},
+    "thumb-1", "caf\u00e9 \ud83d\udcf7", {"x": 0, "y": 10240, "$class": {"$uid": 5}},
     {"$classname": "ArchiverTestPoint", "$classes": ["ArchiverTestPoint", "NSObject"]},
     {"x": -9223372036854775808, "y": 9223372036854775807, "$class": {"$uid": 5}},
     {"$classname": "NSDictionary", "$classes": ["NSDictionary", "NSObject"]},
@@ -320,8 +317,7 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   ])");
   ASSERT_TRUE(dictionaryArchive);
   const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(*dictionaryArchive);
-  ASSERT_TRUE(decoded);
-  ASSERT_EQ(decoded->size(), 3u);
+  ASSERT_TRUE(decoded && decoded->size() == 3);
   const auto *first = asPoint(decoded->at("thumb-1")), *second = asPoint(decoded->at("caf\xC3\xA9 \xF0\x9F\x93\xB7"));
   ASSERT_TRUE(first && second);
   EXPECT_EQ(first->y, 10240);
@@ -332,13 +328,11 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   // NSMutableDictionary and a nested object.
   const auto recordArchive = testing::encodeKeyedArchive(R"([
     "$null",
-    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "children": {"$uid": 5},
-     "inner": {"$uid": 9}, "$class": {"$uid": 10}},
-    "\u00dcbersicht",
-    {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
+    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "children": {"$uid": 5}, "inner": {"$uid": 9},
+     "$class": {"$uid": 10}},
+    "\u00dcbersicht", {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
     {"$classname": "NSMutableData", "$classes": ["NSMutableData", "NSData", "NSObject"]},
-    {"NS.keys": [{"$uid": 6}], "NS.objects": [{"$uid": 7}], "$class": {"$uid": 11}},
-    "k",
+    {"NS.keys": [{"$uid": 6}], "NS.objects": [{"$uid": 7}], "$class": {"$uid": 11}}, "k",
     {"x": 1, "y": 2, "$class": {"$uid": 8}},
     {"$classname": "ArchiverTestPoint", "$classes": ["ArchiverTestPoint", "NSObject"]},
     {"blob": {"$uid": 12}, "$class": {"$uid": 10}},
@@ -348,17 +342,13 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   ])");
   ASSERT_TRUE(recordArchive);
   const auto record = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(*recordArchive);
-  ASSERT_TRUE(record);
-  EXPECT_EQ(record->name, "\xC3\x9C" "bersicht");
-  EXPECT_EQ(record->blob, (Data{1, 2, 3, 4, 5}));
-  EXPECT_EQ(record->count, 7);
-  ASSERT_TRUE(record->decodedChildren);
-  ASSERT_EQ(record->decodedChildren->size(), 1u);
+  ASSERT_TRUE(record && record->decodedChildren && record->decodedChildren->size() == 1);
+  EXPECT_EQ(std::tuple(record->name, record->blob, record->count),
+            std::tuple(std::optional<std::string>("\xC3\x9C" "bersicht"), std::optional(Data{1, 2, 3, 4, 5}), 7));
   EXPECT_EQ(asPoint(record->decodedChildren->at("k"))->y, 2);
   const auto inner = std::dynamic_pointer_cast<TestRecord>(record->decodedInner);
   ASSERT_TRUE(inner);
-  EXPECT_FALSE(inner->name);
-  EXPECT_EQ(inner->blob, Data{});
+  EXPECT_EQ(std::pair(inner->name, inner->blob), std::pair(std::optional<std::string>(), std::optional(Data{})));
 
   // Keys and objects of different lengths: no dictionary.
   const auto uneven = testing::encodeKeyedArchive(R"(["$null",
