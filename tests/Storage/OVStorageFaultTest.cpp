@@ -144,7 +144,7 @@ TEST(OVStorageFaultTest, LargeItemFileAndDirectoryAreSyncedBeforeTheItemIsRecord
   EXPECT_EQ(store->dataWithIdentifier("big"), big);
 }
 
-TEST(OVStorageFaultTest, StoreWithoutAChunkFileFailsEveryWrite) {
+TEST(OVStorageFaultTest, StoreWithoutAChunkFileFailsEveryWriteAndDamagedEntriesReadAsNothing) {
   testing::TempDir dir;
   std::ofstream(dir / "notadir") << "x";  // the chunk file can be neither made nor opened
   auto store = OVStorage::initWithDestinationIdentifierError((dir / "notadir").string(), "s", nullptr);
@@ -156,6 +156,23 @@ TEST(OVStorageFaultTest, StoreWithoutAChunkFileFailsEveryWrite) {
   store->addStorageChunkItemWithIdentifier(OVStorageChunk(0, 4), "d");
   EXPECT_EQ(store->dataWithIdentifier("d"), std::nullopt);
   store->cleanStorage();
+
+  // Entries that point outside the chunk file read as nothing; replacing one
+  // never writes at its offset, it appends.
+  store = makeStore(dir);
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(64, 1), "ok"));
+  const std::pair<const char*, OVStorageChunk> damaged[] = {
+      {"negative-offset", {-8, 4}}, {"negative-length", {0, -1}}, {"past-the-end", {60, 10}},
+      {"far-past-the-end", {INT64_MAX - 1, INT64_MAX}}, {"huge-length", {1, INT64_MAX}},
+  };
+  for (const auto& [identifier, chunk] : damaged) {
+    store->addStorageChunkItemWithIdentifier(chunk, identifier);
+    EXPECT_EQ(store->dataWithIdentifier(identifier), std::nullopt) << identifier;
+  }
+  store->updateDataWithIdentifier(itemBytes(3, 2), "negative-length");
+  EXPECT_EQ(store->storageChunkWithIdentifier("negative-length"), OVStorageChunk(64, 3));
+  EXPECT_EQ(store->dataWithIdentifier("negative-length"), itemBytes(3, 2));
+  EXPECT_EQ(store->dataWithIdentifier("ok"), itemBytes(64, 1));
 }
 
 // Writes beyond the file-size limit: nothing recorded, no partial tail or
@@ -192,25 +209,6 @@ TEST(OVStorageFaultTest, FailedWritesRecordNothing) {
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);  // store, big
-}
-
-TEST(OVStorageFaultTest, DamagedEntriesReadAsNothing) {
-  testing::TempDir dir;
-  auto store = makeStore(dir);
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(64, 1), "ok"));
-  const std::pair<const char*, OVStorageChunk> damaged[] = {
-      {"negative-offset", {-8, 4}}, {"negative-length", {0, -1}}, {"past-the-end", {60, 10}},
-      {"far-past-the-end", {INT64_MAX - 1, INT64_MAX}}, {"huge-length", {1, INT64_MAX}},
-  };
-  for (const auto& [identifier, chunk] : damaged) {
-    store->addStorageChunkItemWithIdentifier(chunk, identifier);
-    EXPECT_EQ(store->dataWithIdentifier(identifier), std::nullopt) << identifier;
-  }
-  // Replacing a damaged entry never writes at its offset; it appends.
-  store->updateDataWithIdentifier(itemBytes(3, 2), "negative-length");
-  EXPECT_EQ(store->storageChunkWithIdentifier("negative-length"), OVStorageChunk(64, 3));
-  EXPECT_EQ(store->dataWithIdentifier("negative-length"), itemBytes(3, 2));
-  EXPECT_EQ(store->dataWithIdentifier("ok"), itemBytes(64, 1));
 }
 
 // Threads save, update and remove items of their own, one keeps a large item
