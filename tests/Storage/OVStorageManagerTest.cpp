@@ -3,22 +3,13 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
-#include <filesystem>
 #include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Storage/OVStorageManagerTesting.h"
-#include "orvane/Platform/Foundation/Environment.h"
-#include "Platform/Foundation/EnvironmentOverrides.h"
-#include "orvane/Platform/Foundation/NSUserDefaults.h"
-#include "orvane/Storage/OVStorageChunk.h"
-#include "support/ChildProcess.h"
-#include "support/ItemBytes.h"
-#include "support/TempDir.h"
 #include "Storage/StorageTestSupport.h"
+#include "orvane/Platform/Foundation/NSUserDefaults.h"
+#include "support/ChildProcess.h"
 
 namespace orvane {
 namespace {
@@ -30,6 +21,8 @@ std::shared_ptr<OVStorageManager> freshManager() { return OVStorageManagerTestin
 std::optional<Data> defaultsValue(std::string_view key) {
   return NSUserDefaults::standardUserDefaults()->dataForKey(key);
 }
+const char* const kDefaultKey = "kHXDefaultStorageData158";
+const char* const kCustomKey = "kHXCustomizeStorageData158";
 
 std::string text(const std::optional<Data>& data) {
   return data ? std::string(data->begin(), data->end()) : "<none>";
@@ -47,60 +40,42 @@ TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   EXPECT_EQ(stdfs::path(manager->defStorage()->destinationPath()), env.path() / "data" / "org.orvane.tests");
   EXPECT_EQ(manager->defStorage()->identifier().size(), 36u);  // a UUID
   EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());  // nothing saved
   EXPECT_EQ(manager->currentVersion(), "158");
-  EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageData158");
-  EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageData158");
+  EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(), std::string(kDefaultKey) + kCustomKey);
   EnvironmentOverrides o = environmentOverrides();
   o.bundleVersion = "";
   ScopedEnvironmentOverrides unknown(o);
-  EXPECT_EQ(manager->keyForDefaultStorage(), "kHXDefaultStorageDataversion_unknown");
-  EXPECT_EQ(manager->keyForCustomizeStorage(), "kHXCustomizeStorageDataversion_unknown");
+  EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(),
+            "kHXDefaultStorageDataversion_unknownkHXCustomizeStorageDataversion_unknown");
+  // Removing an unknown item saves nothing at all.
+  manager->removeDataWithIdentifier("unknown");
+  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
-TEST(OVStorageManagerTest, UpdatesAndRemovalsSurviveARestart) {
+// Updates and effective removals save the default store; direct changes to
+// it become durable only with the next of them.
+TEST(OVStorageManagerTest, UpdatesAndEffectiveRemovalsSurviveARestart) {
   testing::TestEnvironment env;
   const Data big(3145729, 0xab);  // one byte over the chunk file limit
-  std::string storeIdentifier;
-  {
-    auto manager = freshManager();
-    storeIdentifier = manager->defStorage()->identifier();
-    manager->updateDataWithIdentifier(bytesOf("first"), "thumb-1");
-    manager->updateDataWithIdentifier(bytesOf("second"), "thumb-2");
-    manager->updateDataWithIdentifier(big, "large");
-    manager->updateDataWithIdentifier(bytesOf("1st"), "thumb-1");  // in place, shorter
-    manager->removeDataWithIdentifier("thumb-2");
-    EXPECT_TRUE(defaultsValue("kHXDefaultStorageData158"));
-  }
+  auto manager = freshManager();
+  for (const auto& [bytes, id] : {std::pair{bytesOf("first"), "thumb-1"}, {bytesOf("second"), "thumb-2"},
+                                  {ByteView(big), "large"}, {bytesOf("1st"), "thumb-1"}})  // in place, shorter
+    manager->updateDataWithIdentifier(bytes, id);
+  manager->removeDataWithIdentifier("thumb-2");
   auto restored = freshManager();
-  EXPECT_EQ(restored->defStorage()->identifier(), storeIdentifier);
+  EXPECT_EQ(restored->defStorage()->identifier(), manager->defStorage()->identifier());
   EXPECT_EQ(identifiers(*restored->defStorage()), (std::set<std::string>{"thumb-1", "large"}));
   EXPECT_EQ(text(restored->dataWithIdentifier("thumb-1")), "1st");
-  EXPECT_FALSE(restored->dataWithIdentifierExist("thumb-2"));
-  EXPECT_FALSE(restored->dataWithIdentifier("thumb-2"));
+  EXPECT_FALSE(restored->dataWithIdentifierExist("thumb-2") || restored->dataWithIdentifier("thumb-2"));
   EXPECT_EQ(restored->dataWithIdentifier("large"), big);
-}
 
-// Direct changes to the default store become durable only with the next
-// manager update or effective removal; removing an unknown item writes
-// nothing at all.
-TEST(OVStorageManagerTest, OnlyEffectiveRemovalsSave) {
-  testing::TestEnvironment env;
-  auto manager = freshManager();
-  manager->removeDataWithIdentifier("unknown");
-  EXPECT_FALSE(defaultsValue("kHXDefaultStorageData158"));
-
-  manager->updateDataWithIdentifier(bytesOf("a"), "a");
-  const auto saved = defaultsValue("kHXDefaultStorageData158");
-  ASSERT_TRUE(saved);
+  const auto saved = defaultsValue(kDefaultKey);
   manager->defStorage()->updateDataWithIdentifier(bytesOf("b"), "b");
   manager->removeDataWithIdentifier("unknown");
-  EXPECT_EQ(defaultsValue("kHXDefaultStorageData158"), saved);
-  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"a"});
-
-  manager->removeDataWithIdentifier("a");
-  EXPECT_NE(defaultsValue("kHXDefaultStorageData158"), saved);
-  EXPECT_EQ(identifiers(*freshManager()->defStorage()), std::set<std::string>{"b"});
+  EXPECT_EQ(defaultsValue(kDefaultKey), saved);
+  EXPECT_FALSE(freshManager()->dataWithIdentifierExist("b"));
+  manager->removeDataWithIdentifier("large");
+  EXPECT_EQ(identifiers(*freshManager()->defStorage()), (std::set<std::string>{"thumb-1", "b"}));
 }
 
 TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnRequest) {
@@ -117,7 +92,7 @@ TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnReq
   EXPECT_EQ(created->destinationPath(), OVStorage::defaultDestinationPath());
   EXPECT_EQ(manager->createCustomiszeStorageWithIdentifier("albums"), created);
   EXPECT_EQ(manager->customizeStorageWithIdentifier("albums"), created);
-  EXPECT_FALSE(defaultsValue("kHXCustomizeStorageData158"));  // nothing saved yet
+  EXPECT_FALSE(defaultsValue(kCustomKey));  // nothing saved yet
 
   EXPECT_TRUE(manager->addCustomizeStorageWithIdentifier(loose, "albums"));
   EXPECT_EQ(manager->customizeStorageWithIdentifier("albums"), loose);
@@ -133,68 +108,54 @@ TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnReq
   EXPECT_EQ(text(albums->dataWithIdentifier("cover")), "cover");
   EXPECT_TRUE(restored->customizeStorageWithIdentifier("faces"));
   // The default store is not a customised one and was never saved.
-  EXPECT_FALSE(defaultsValue("kHXDefaultStorageData158"));
+  EXPECT_FALSE(defaultsValue(kDefaultKey));
 }
 
+// The entries of another version are neither read nor removed.
 TEST(OVStorageManagerTest, AnotherVersionStartsFromStoresOfItsOwn) {
   testing::TestEnvironment env;
-  {
-    auto manager = freshManager();
-    manager->updateDataWithIdentifier(bytesOf("old"), "item");
-    manager->createCustomiszeStorageWithIdentifier("albums");
-    manager->saveCustomizeStorage();
-  }
-  const auto oldDefault = defaultsValue("kHXDefaultStorageData158");
-  const auto oldCustom = defaultsValue("kHXCustomizeStorageData158");
+  auto manager = freshManager();
+  manager->updateDataWithIdentifier(bytesOf("old"), "item");
+  manager->createCustomiszeStorageWithIdentifier("albums");
+  manager->saveCustomizeStorage();
+  const auto old = std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey));
   {
     EnvironmentOverrides o = environmentOverrides();
     o.bundleVersion = "159";
     ScopedEnvironmentOverrides newer(o);
-    auto manager = freshManager();
-    EXPECT_FALSE(manager->dataWithIdentifierExist("item"));
-    EXPECT_FALSE(manager->customizeStorageWithIdentifier("albums"));
+    manager = freshManager();
+    EXPECT_FALSE(manager->dataWithIdentifierExist("item") || manager->customizeStorageWithIdentifier("albums"));
     manager->updateDataWithIdentifier(bytesOf("new"), "item");
     EXPECT_TRUE(defaultsValue("kHXDefaultStorageData159"));
   }
-  // The entries of the other version were neither read nor removed.
-  EXPECT_EQ(defaultsValue("kHXDefaultStorageData158"), oldDefault);
-  EXPECT_EQ(defaultsValue("kHXCustomizeStorageData158"), oldCustom);
+  EXPECT_EQ(std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey)), old);
   EXPECT_EQ(text(freshManager()->dataWithIdentifier("item")), "old");
 }
 
 // Whatever sits in the defaults under the two keys, a manager starts, with
-// fresh empty state when it cannot be decoded.
+// fresh empty state when it cannot be decoded; a default store whose chunk
+// file is gone is replaced.
 TEST(OVStorageManagerTest, UndecodableEntriesGiveFreshEmptyState) {
   testing::TestEnvironment env;
-  Data archivedStore;
-  {
-    auto manager = freshManager();
-    manager->updateDataWithIdentifier(bytesOf("x"), "x");
-    archivedStore = *defaultsValue("kHXDefaultStorageData158");
-  }
-  const Data archivedChunk = NSKeyedArchiver::archivedDataWithRootObject(OVStorageChunk(0, 1));
-  const Data archivedDictionary = NSKeyedArchiver::archivedDataWithRootDictionary(
-      {{"k", std::make_shared<OVStorageChunk>(0, 1)}});
-  const Data truncated(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2);
-  const struct {
-    const char* name;
-    Data value;
-  } cases[] = {
-      {"empty", {}},
-      {"garbage", dataOf("not an archive at all")},
-      {"truncated archive", truncated},
-      {"chunk instead of store", archivedChunk},
-      {"dictionary instead of store", archivedDictionary},
-      {"store instead of dictionary", archivedStore},
+  freshManager()->updateDataWithIdentifier(bytesOf("x"), "x");
+  const Data archivedStore = *defaultsValue(kDefaultKey);
+  const Data chunk = NSKeyedArchiver::archivedDataWithRootObject(OVStorageChunk(0, 1));
+  // {default store, customised stores}: garbage, a truncated archive, wrong roots.
+  const std::pair<Data, Data> cases[] = {
+      {{}, {}},
+      {dataOf("not an archive at all"), dataOf("not an archive at all")},
+      {Data(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2),
+       Data(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2)},
+      {chunk, chunk},
+      {NSKeyedArchiver::archivedDataWithRootDictionary({{"k", std::make_shared<OVStorageChunk>(0, 1)}}),
+       NSKeyedArchiver::archivedDataWithRootDictionary({{"k", std::make_shared<OVStorageChunk>(0, 1)}})},
+      {chunk, archivedStore},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(i);
     auto defaults = NSUserDefaults::standardUserDefaults();
-    ASSERT_TRUE(defaults->setObjectForKey(c.value, "kHXCustomizeStorageData158"));
-    if (std::string_view(c.name) != "store instead of dictionary")
-      ASSERT_TRUE(defaults->setObjectForKey(c.value, "kHXDefaultStorageData158"));
-    else
-      ASSERT_TRUE(defaults->setObjectForKey(archivedChunk, "kHXDefaultStorageData158"));
+    ASSERT_TRUE(defaults->setObjectForKey(cases[i].first, kDefaultKey));
+    ASSERT_TRUE(defaults->setObjectForKey(cases[i].second, kCustomKey));
     auto manager = freshManager();
     ASSERT_TRUE(manager->defStorage());
     EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
@@ -202,38 +163,18 @@ TEST(OVStorageManagerTest, UndecodableEntriesGiveFreshEmptyState) {
     manager->updateDataWithIdentifier(bytesOf("works"), "y");
     EXPECT_EQ(text(freshManager()->dataWithIdentifier("y")), "works");
   }
-}
-
-TEST(OVStorageManagerTest, DefaultStoreWhoseChunkFileIsGoneIsReplaced) {
-  testing::TestEnvironment env;
-  std::string oldIdentifier;
-  {
-    auto manager = freshManager();
-    manager->updateDataWithIdentifier(bytesOf("x"), "x");
-    oldIdentifier = manager->defStorage()->identifier();
-    ASSERT_TRUE(stdfs::remove(manager->defStorage()->filePathWithIdentifier(oldIdentifier)));
-  }
   auto manager = freshManager();
-  EXPECT_NE(manager->defStorage()->identifier(), oldIdentifier);
-  EXPECT_FALSE(manager->dataWithIdentifierExist("x"));
+  ASSERT_TRUE(stdfs::remove(manager->defStorage()->filePathWithIdentifier(manager->defStorage()->identifier())));
+  EXPECT_NE(freshManager()->defStorage()->identifier(), manager->defStorage()->identifier());
+  EXPECT_FALSE(freshManager()->dataWithIdentifierExist("y"));
 }
 
-TEST(OVStorageManagerTest, InitAnswersTheSharedManagerOnceItExists) {
-  testing::TestEnvironment env;
-  auto result = testing::runInChild([] {
-    auto early = OVStorageManager::init();
-    auto shared = OVStorageManager::shareStorageManager();
-    if (!early || !shared || early == shared) return 1;
-    if (OVStorageManager::init() != shared) return 2;
-    if (OVStorageManager::shareStorageManager() != shared) return 3;
-    return 0;
-  });
-  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-}
-
+// Before the shared manager exists, init makes a new one; from then on every
+// init answers the shared one, from whatever thread.
 TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
   testing::TestEnvironment env;
   auto result = testing::runInChild([] {
+    auto early = OVStorageManager::init();
     std::vector<std::shared_ptr<OVStorageManager>> seen(8);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < seen.size(); ++i)
@@ -242,8 +183,9 @@ TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
       });
     for (auto& t : threads) t.join();
     auto shared = OVStorageManager::shareStorageManager();
+    if (!early || !shared || early == shared || OVStorageManager::init() != shared) return 1;
     for (std::size_t i = 1; i < seen.size(); i += 2)
-      if (seen[i] != shared) return 1;
+      if (seen[i] != shared) return 2;
     return 0;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
@@ -254,23 +196,15 @@ TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
 TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
   testing::TestEnvironment env;
   auto manager = freshManager();
-  constexpr int kThreads = 4, kItems = 25;
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t)
+  for (int t = 0; t < 4; ++t)
     threads.emplace_back([&manager, t] {
-      for (int i = 0; i < kItems; ++i) {
-        const std::string id = std::to_string(t) + "-" + std::to_string(i);
-        manager->updateDataWithIdentifier(bytesOf("v" + id), id);
-      }
+      for (int i = t; i < 100; i += 4) manager->updateDataWithIdentifier(bytesOf("v" + std::to_string(i)), std::to_string(i));
       manager->createCustomiszeStorageWithIdentifier("shared");
     });
   for (auto& th : threads) th.join();
   auto restored = freshManager();
-  for (int t = 0; t < kThreads; ++t)
-    for (int i = 0; i < kItems; ++i) {
-      const std::string id = std::to_string(t) + "-" + std::to_string(i);
-      EXPECT_EQ(text(restored->dataWithIdentifier(id)), "v" + id);
-    }
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(text(restored->dataWithIdentifier(std::to_string(i))), "v" + std::to_string(i));
   EXPECT_TRUE(manager->customizeStorageWithIdentifier("shared"));
 }
 
@@ -280,14 +214,10 @@ TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
 // so that a replacement is now written in place over a longer old value, now
 // appended.
 Data versionBytes(int item, int version) {
-  std::uint32_t draw = static_cast<std::uint32_t>(item * 2654435761u ^ version * 40503u);
-  draw ^= draw >> 15;
-  draw *= 2246822519u;
-  draw ^= draw >> 13;
-  const std::size_t size = item == 0 ? 3145728 + 4096 : 16 + draw % (5000 - 16 + 1);
-  std::string header = "item-" + std::to_string(item) + "|" + std::to_string(version) + "|";
-  Data bytes = testing::itemBytes(std::max(size, header.size()),
-                                  static_cast<std::uint32_t>(item * 7919 + version * 104729));
+  const auto seed = static_cast<std::uint32_t>(item * 7919 + version * 104729);
+  const std::size_t size = item == 0 ? 3145728 + 4096 : 16 + testing::itemBytes(2, seed)[1] * 19;
+  const std::string header = "item-" + std::to_string(item) + "|" + std::to_string(version) + "|";
+  Data bytes = testing::itemBytes(size, seed);
   std::copy(header.begin(), header.end(), bytes.begin());
   return bytes;
 }
@@ -296,20 +226,16 @@ Data versionBytes(int item, int version) {
 // process restores the manager, and every listed item reads back bytes once
 // written under its identifier, or nothing with the damage line.
 TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines) {
-  constexpr int kItems = 24;
   for (int round = 0; round < 10; ++round) {
     SCOPED_TRACE(round);
     testing::TestEnvironment env;
     testing::ChildProcess writer([] {
       auto manager = freshManager();
       for (int step = 1;; ++step) {
-        const int item = (step * 7) % kItems;
-        // Item 0 is a large item kept in a file of its own; it is replaced,
-        // never removed.
-        if (item != 0 && step % 5 == 0)
-          manager->removeDataWithIdentifier("item-" + std::to_string(item));
-        else
-          manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));
+        // Item 0 is a large item kept in a file of its own; it is replaced, never removed.
+        const int item = (step * 7) % 24;
+        if (item != 0 && step % 5 == 0) manager->removeDataWithIdentifier("item-" + std::to_string(item));
+        else manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));
         if (step == 30) std::fputs("running\n", stderr);
       }
       return 0;
@@ -322,29 +248,22 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
     auto result = testing::runInChild([] {
       auto manager = freshManager();
       auto ids = manager->defStorage()->allStorageItemIdentifiers();
-      if (ids.empty()) return 10;
-      int missing = 0;
+      int missing = 0, item = -1, version = -1;
       for (const std::string& id : ids) {
         auto bytes = manager->dataWithIdentifier(id);
-        if (!bytes) {
-          ++missing;
-          continue;
-        }
-        const std::string head(bytes->begin(),
-                               bytes->begin() + std::min<std::size_t>(40, bytes->size()));
-        int item = -1, version = -1;
+        if (!bytes && ++missing) continue;
+        const std::string head(bytes->begin(), bytes->begin() + std::min<std::size_t>(40, bytes->size()));
         if (std::sscanf(head.c_str(), "item-%d|%d|", &item, &version) != 2) return 11;
         if ("item-" + std::to_string(item) != id) return 12;   // another item's bytes
         if (*bytes != versionBytes(item, version)) return 13;  // never written like this
       }
       std::fprintf(stderr, "missing=%d\n", missing);
-      return 0;
+      return ids.empty() ? 10 : 0;
     });
     ASSERT_EQ(result.exitCode, 0) << result.stderrText;
     // Each item that read nothing logged the damage line.
     EXPECT_NE(result.stderrText.find("missing=" + std::to_string(testing::damageLines(result.stderrText)) + "\n"),
-              std::string::npos)
-        << result.stderrText;
+              std::string::npos) << result.stderrText;
   }
 }
 

@@ -2,255 +2,510 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/FileSystem.h"
-
-#include <algorithm>
+#include <cstring>
 #include <fstream>
+#include <functional>
+#include <random>
 #include <regex>
+#include <set>
+#include <thread>
+#include <unordered_map>
 
+#include "Platform/Foundation/FileSystem.h"
+#include "Storage/ChunkIndex.h"
 #include "Storage/StorageTestSupport.h"
 #include "orvane/Categories/NSStringMd5.h"
+#include "orvane/Platform/Foundation/NSRange.h"
+#include "orvane/Storage/OVStorageChunkTable.h"
 #include "support/ChildProcess.h"
-#include "support/TempDir.h"
+#include "support/KeyedArchiveScript.h"
 
 namespace orvane {
 namespace {
 
 using testing::fileSize;
 using testing::itemBytes;
+using Chunk = OVStorageChunk;
+constexpr std::int64_t kLimit = OVStorage::kFragmentItemLimit;
 
-bool isUUIDText(const std::string& text) {
-  static const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
-  return std::regex_match(text, uuid);
+std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir) {
+  return OVStorage::initWithDestinationIdentifierError((dir / "items").string(), "store", nullptr);
 }
 
-std::shared_ptr<OVStorage> makeStore(const testing::TempDir& dir, std::string_view id = "store") {
-  return OVStorage::initWithDestinationIdentifierError((dir / "items").string(), id, nullptr);
+template <class T>
+std::shared_ptr<T> roundTrip(const NSCoding& object) {
+  return NSKeyedUnarchiver::unarchivedObjectOfClassFromData<T>(
+      NSKeyedArchiver::archivedDataWithRootObject(object));
 }
 
+OVChunkInfo record(std::int64_t offset, std::int64_t length, char fill = 'k') {
+  OVChunkInfo info;
+  std::memset(info.key, fill, sizeof info.key);
+  std::memcpy(info.gap, "GAP!", 4);
+  info.offset = offset;
+  info.length = length;
+  return info;
+}
+
+// Stores start empty in the data directory (the cache directory without one)
+// under fresh version 4 UUIDs, or fail with an error; a store opened under a
+// known name starts over with an empty chunk file.
 TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) {
   testing::TestEnvironment env;
-  auto first = OVStorage::init(), second = OVStorage::init();
-  ASSERT_TRUE(first && second);
   const auto expected = (env.path() / "data" / "org.orvane.tests").string();
   EXPECT_EQ(OVStorage::defaultDestinationPath(), expected);
-  for (const auto& store : {first, second}) {
+  std::set<std::string> ids{OVStorage::makeIdentifierWithString(""), OVStorage::makeIdentifierWithString("")};
+  for (const auto& store : {OVStorage::init(), OVStorage::init(),
+                            OVStorage::initWithDestinationIdentifierError(expected, "", nullptr)}) {
+    ASSERT_TRUE(store);
     EXPECT_EQ(store->destinationPath(), expected);
-    EXPECT_TRUE(isUUIDText(store->identifier())) << store->identifier();
-    EXPECT_EQ(fileSize(store->filePathWithIdentifier(store->identifier())), 0);
+    EXPECT_EQ(fileSize(store->filePathWithIdentifier(*ids.insert(store->identifier()).first)), 0);
   }
-  EXPECT_NE(first->identifier(), second->identifier());
-  EXPECT_TRUE(isUUIDText(OVStorage::makeIdentifierWithString("")));
-  EXPECT_NE(OVStorage::makeIdentifierWithString(""), OVStorage::makeIdentifierWithString(""));
+  const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+  EXPECT_EQ(std::count_if(ids.begin(), ids.end(), [&](auto& id) { return std::regex_match(id, uuid); }), 5);
   EXPECT_EQ(OVStorage::makeIdentifierWithString("abc"), "900150983CD24FB0D6963F7D28E17F72");
-
   auto store = OVStorage::initWithIdentifier("named");
   ASSERT_TRUE(store && store->saveDataWithIdentifier(itemBytes(100, 1), "a"));
-  const auto chunkPath = store->filePathWithIdentifier("named");
-  EXPECT_EQ(fileSize(chunkPath), 100);
-  auto again = OVStorage::initWithIdentifier("named");
-  ASSERT_TRUE(again);
-  EXPECT_EQ(fileSize(chunkPath), 0);
-  EXPECT_TRUE(again->allStorageItemIdentifiers().empty());
-  auto unnamed = OVStorage::initWithDestinationIdentifierError((env.path() / "d").string(), "", nullptr);
-  ASSERT_TRUE(unnamed);
-  EXPECT_TRUE(isUUIDText(unnamed->identifier()));
-}
+  EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 100);
+  ASSERT_TRUE(OVStorage::initWithIdentifier("named")->allStorageItemIdentifiers().empty());
+  EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 0);
 
-TEST(OVStorageTest, DestinationsFallBackToTheCacheOrFailWithAnError) {
-  testing::TempDir dir;
   EnvironmentOverrides o;
   o.applicationIdentifier = "org.orvane.fallback";
-  o.dataHome = std::filesystem::path();
-  o.cacheHome = dir / "cache";
+  o.dataHome = std::filesystem::path();  // no data directory
+  o.cacheHome = env.path() / "cache";
   ScopedEnvironmentOverrides scoped(o);
-  const auto path = OVStorage::defaultDestinationPath();
-  EXPECT_EQ(path, (dir / "cache" / "org.orvane.fallback").string());
-  EXPECT_TRUE(std::filesystem::is_directory(path));
-
-  std::ofstream(dir / "plain") << "a file";
-  const auto bad = (dir / "plain" / "store").string();
-  NSError error;
+  EXPECT_EQ(OVStorage::defaultDestinationPath(), (env.path() / "cache" / "org.orvane.fallback").string());
+  EXPECT_TRUE(std::filesystem::is_directory(env.path() / "cache" / "org.orvane.fallback"));
+  std::ofstream(env.path() / "plain") << "a file";
+  const auto bad = (env.path() / "plain" / "store").string();
+  NSError error, untouched{"unchanged", 7, {}};
   EXPECT_EQ(OVStorage::initWithDestinationIdentifierError(bad, "s", &error), nullptr);
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
   EXPECT_FALSE(error.localizedDescription().empty());
-  NSError untouched{"unchanged", 7, {}};
   EXPECT_EQ(OVStorage::initWithDestinationError(bad, &untouched), nullptr);
   EXPECT_EQ(untouched, (NSError{"unchanged", 7, {}}));
+}
+
+// Each item's chunk and bytes, and the chunk file's size.
+auto stateOf(const std::shared_ptr<OVStorage>& store) {
+  return [&store](std::string_view id) {
+    return std::tuple(store->storageChunkWithIdentifier(id), store->dataWithIdentifier(id),
+                      fileSize(store->filePathWithIdentifier("store")));
+  };
 }
 
 TEST(OVStorageTest, ItemsGoBackToBackAndAreOverwrittenInPlaceWhenTheyFit) {
   testing::TempDir dir;
   auto store = makeStore(dir);
-  ASSERT_TRUE(store);
-  const auto a = itemBytes(10, 1), b = itemBytes(5, 2);
-  ASSERT_TRUE(store->saveDataWithIdentifier(a, "A"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(b, "B"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("A"), OVStorageChunk(0, 10));
-  EXPECT_EQ(store->storageChunkWithIdentifier("B"), OVStorageChunk(10, 5));
-
-  const auto shorter = itemBytes(4, 3);
+  auto state = stateOf(store);
+  const auto a = itemBytes(10, 1), b = itemBytes(5, 2), shorter = itemBytes(4, 3), longer = itemBytes(12, 4);
+  ASSERT_TRUE(store->saveDataWithIdentifier(a, "A") && store->saveDataWithIdentifier(b, "B"));
+  EXPECT_EQ(state("A"), std::tuple(Chunk(0, 10), a, 15));
   store->updateDataWithIdentifier(shorter, "A");
-  EXPECT_EQ(store->storageChunkWithIdentifier("A"), OVStorageChunk(0, 4));
-  EXPECT_EQ(store->dataWithIdentifier("A"), shorter);
-  EXPECT_EQ(fileSize(store->filePathWithIdentifier("store")), 15);
-
-  const auto longer = itemBytes(12, 4);
+  EXPECT_EQ(state("A"), std::tuple(Chunk(0, 4), shorter, 15));
   store->updateDataWithIdentifier(longer, "A");
-  EXPECT_EQ(store->storageChunkWithIdentifier("A"), OVStorageChunk(15, 12));
-  EXPECT_EQ(store->dataWithIdentifier("A"), longer);
-  EXPECT_EQ(store->dataWithIdentifier("B"), b);
-  EXPECT_EQ(fileSize(store->filePathWithIdentifier("store")), 27);
-
+  EXPECT_EQ(state("A"), std::tuple(Chunk(15, 12), longer, 27));
+  EXPECT_EQ(state("B"), std::tuple(Chunk(10, 5), b, 27));
   store->updateDataWithIdentifier(a, "new");  // update saves new items too
-  EXPECT_EQ(store->dataWithIdentifier("new"), a);
-  EXPECT_EQ(store->dataWithIdentifier("absent"), std::nullopt);
+  EXPECT_EQ(state("new"), std::tuple(Chunk(27, 10), a, 37));
+  EXPECT_EQ(state("absent"), std::tuple(std::nullopt, std::nullopt, 37));
   EXPECT_FALSE(store->dataWithIdentifierExist("absent"));
   EXPECT_TRUE(store->dataWithIdentifierExist("new"));
   auto ids = store->allStorageItemIdentifiers();
   std::sort(ids.begin(), ids.end());
   EXPECT_EQ(ids, (std::vector<std::string>{"A", "B", "new"}));
-}
 
-TEST(OVStorageTest, ThreeMebibytesIsTheLargestItemInTheChunkFile) {
-  testing::TempDir dir;
-  auto store = makeStore(dir);
-  ASSERT_TRUE(store);
-  const auto fits = itemBytes(3145728, 1), large = itemBytes(3145729, 2);
-  ASSERT_TRUE(store->saveDataWithIdentifier(fits, "fits"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(large, "large"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("fits"), OVStorageChunk(0, 3145728));
-  EXPECT_EQ(store->storageChunkWithIdentifier("large"), OVStorageChunk::nullStorageChunk());
-  EXPECT_EQ(fileSize(store->filePathWithIdentifier("store")), 3145728);
-  EXPECT_EQ(fileSize(store->filePathWithIdentifier("large")), 3145729);
-  EXPECT_FALSE(std::filesystem::exists(store->filePathWithIdentifier("fits")));
-  EXPECT_EQ(store->dataWithIdentifier("fits"), fits);
-  EXPECT_EQ(store->dataWithIdentifier("large"), large);
-
-  // A small update of a large item goes to the chunk file; the old file stays.
-  const auto small = itemBytes(7, 3);
-  store->updateDataWithIdentifier(small, "large");
-  EXPECT_EQ(store->storageChunkWithIdentifier("large"), OVStorageChunk(3145728, 7));
-  EXPECT_EQ(store->dataWithIdentifier("large"), small);
-  EXPECT_EQ(fileSize(store->filePathWithIdentifier("large")), 3145729);
-}
-
-TEST(OVStorageTest, SavingAnExistingIdentifierIsRefusedAndLogged) {
-  testing::TempDir dir;
-  auto result = testing::runInChild([&] {
-    auto store = makeStore(dir);
-    if (!store || !store->saveDataWithIdentifier(itemBytes(8, 1), "dup")) return 1;
-    if (store->saveDataWithIdentifier(itemBytes(3, 2), "dup")) return 2;
-    if (store->dataWithIdentifier("dup") != itemBytes(8, 1)) return 3;
-    return fileSize(store->filePathWithIdentifier("store")) == 8 ? 0 : 4;
-  });
-  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  EXPECT_NE(result.stderrText.find("] Data with identifier(dup) exists.\n"), std::string::npos)
-      << result.stderrText;
-}
-
-TEST(OVStorageTest, EmptyFirstItemIsRecordedAsTheNullChunk) {
-  testing::TempDir dir;
-  auto store = makeStore(dir);
-  ASSERT_TRUE(store);
+  // An empty first item is recorded as the null chunk and looks for a file of
+  // its own; later in the file an empty item is a chunk of length 0. Up to
+  // three mebibytes go to the chunk file, larger items to a file of their own.
+  testing::TempDir other;
+  store = makeStore(other);
   ASSERT_TRUE(store->saveDataWithIdentifier(Data(), "empty"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("empty"), OVStorageChunk::nullStorageChunk());
-  EXPECT_EQ(store->dataWithIdentifier("empty"), std::nullopt);  // looks for its own file
-
-  // Later in the file an empty item is an ordinary chunk of length 0.
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(3, 1), "x"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(Data(), "empty2"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("empty2"), OVStorageChunk(3, 0));
-  EXPECT_EQ(store->dataWithIdentifier("empty2"), Data());
+  EXPECT_EQ(state("empty"), std::tuple(Chunk::nullStorageChunk(), std::nullopt, 0));
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(3, 1), "x") && store->saveDataWithIdentifier(Data(), "e2"));
+  EXPECT_EQ(state("e2"), std::tuple(Chunk(3, 0), Data(), 3));
+  const auto fits = itemBytes(kLimit, 1), large = itemBytes(kLimit + 1, 2), small = itemBytes(7, 3);
+  ASSERT_TRUE(store->saveDataWithIdentifier(fits, "fits") && store->saveDataWithIdentifier(large, "large"));
+  EXPECT_EQ(state("fits"), std::tuple(Chunk(3, kLimit), fits, kLimit + 3));
+  EXPECT_EQ(state("large"), std::tuple(Chunk::nullStorageChunk(), large, kLimit + 3));
+  EXPECT_EQ(fileSize(store->filePathWithIdentifier("large")), kLimit + 1);
+  EXPECT_FALSE(std::filesystem::exists(store->filePathWithIdentifier("fits")));
+  // A small update of a large item goes to the chunk file; the old file stays.
+  store->updateDataWithIdentifier(small, "large");
+  EXPECT_EQ(state("large"), std::tuple(Chunk(kLimit + 3, 7), small, kLimit + 10));
+  EXPECT_EQ(fileSize(store->filePathWithIdentifier("large")), kLimit + 1);
 }
 
-TEST(OVStorageTest, RemovingAndCleaning) {
-  testing::TempDir dir;
-  auto store = makeStore(dir);
-  ASSERT_TRUE(store);
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(4000000, 1), "big1"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(4000000, 2), "big2"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(50, 3), "small1"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(50, 4), "small2"));
-  const auto chunkPath = store->filePathWithIdentifier("store");
-
-  store->removeDataWithIdentifier("big1");
-  store->removeDataWithIdentifier("small1");
-  store->removeDataWithIdentifier("never-saved");
-  EXPECT_FALSE(std::filesystem::exists(store->filePathWithIdentifier("big1")));
-  EXPECT_EQ(fileSize(chunkPath), 100);  // dead space stays
-  EXPECT_FALSE(store->dataWithIdentifierExist("big1"));
-  EXPECT_FALSE(store->dataWithIdentifierExist("small1"));
-  EXPECT_EQ(store->dataWithIdentifier("small2"), itemBytes(50, 4));
-
-  store->cleanStorage();
-  EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
-  EXPECT_FALSE(std::filesystem::exists(store->filePathWithIdentifier("big2")));
-  EXPECT_EQ(fileSize(chunkPath), 0);
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(9, 5), "after"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("after"), OVStorageChunk(0, 9));
-}
-
-TEST(OVStorageTest, FileNamesOfIdentifiersStayInsideTheStore) {
+// Identifiers name files of large items inside the store whatever they hold;
+// removing leaves dead space in the chunk file, cleaning empties it.
+TEST(OVStorageTest, RemovingCleaningAndFileNamesInsideTheStore) {
   const std::pair<std::string, std::string> names[] = {
-      {"plain-name.jpg", "plain-name.jpg"},
-      {"a/b", "a%2Fb"},
-      {"../escape", "..%2Fescape"},
-      {".", "%2E"},
-      {"..", "%2E%2E"},
-      {"...", "..."},
-      {"100%", "100%25"},
-      {"a%2Fb", "a%252Fb"},  // differs from the name of "a/b"
-      {std::string("nul\0byte", 8), "nul%00byte"},
+      {"a/b", "a%2Fb"}, {"../escape", "..%2Fescape"}, {".", "%2E"}, {"..", "%2E%2E"}, {"...", "..."},
+      {"100%", "100%25"}, {"a%2Fb", "a%252Fb"}, {std::string("nul\0byte", 8), "nul%00byte"},
   };
-  for (const auto& [identifier, fileName] : names) {
-    EXPECT_EQ(fs::safeFileName(identifier), fileName) << identifier;
-  }
-
+  for (const auto& [identifier, fileName] : names) EXPECT_EQ(fs::safeFileName(identifier), fileName);
   testing::TempDir dir;
   auto store = makeStore(dir);
-  ASSERT_TRUE(store);
-  const auto large = itemBytes(OVStorage::kFragmentItemLimit + 1, 9);
+  const auto large = itemBytes(kLimit + 1, 9);
+  const auto chunkPath = store->filePathWithIdentifier("store");
   for (const std::string identifier : {"../escape", "..", "sub/dir/name"}) {
     ASSERT_TRUE(store->saveDataWithIdentifier(large, identifier)) << identifier;
     EXPECT_EQ(store->dataWithIdentifier(identifier), large) << identifier;
     EXPECT_EQ(fileSize(dir / "items" / fs::safeFileName(identifier)), std::int64_t(large.size()));
   }
   EXPECT_FALSE(std::filesystem::exists(dir / "escape"));
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(50, 3), "s1") && store->saveDataWithIdentifier(itemBytes(50, 4), "s2"));
+  for (const char* id : {"..", "s1", "never-saved"}) store->removeDataWithIdentifier(id);
+  EXPECT_FALSE(std::filesystem::exists(dir / "items" / "%2E%2E"));
+  EXPECT_EQ(fileSize(chunkPath), 100);  // dead space stays
+  EXPECT_FALSE(store->dataWithIdentifierExist("..") || store->dataWithIdentifierExist("s1"));
+  EXPECT_EQ(store->dataWithIdentifier("s2"), itemBytes(50, 4));
   store->cleanStorage();
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir / "items"),
-                          std::filesystem::directory_iterator()),
-            1);  // the chunk file alone
+  EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir / "items"), {}), 1);  // the chunk file
+  EXPECT_EQ(fileSize(chunkPath), 0);
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(9, 5), "after"));
+  EXPECT_EQ(store->storageChunkWithIdentifier("after"), Chunk(0, 9));
 }
 
-TEST(OVStorageTest, NothingOverwritesOrDeletesTheChunkFile) {
+// A second save of an identifier, and anything that would overwrite or delete
+// the chunk file, is refused and logged.
+TEST(OVStorageTest, RefusedWritesLeaveTheChunkFileAndAreLogged) {
   testing::TempDir dir;
   auto result = testing::runInChild([&] {
     auto store = makeStore(dir);
-    if (!store) return 1;
-    // An empty first item under the store's own name is recorded as the null
-    // chunk; removing it must not delete the chunk file.
-    if (!store->saveDataWithIdentifier(Data(), "store")) return 2;
-    if (store->dataWithIdentifier("store")) return 3;
-    store->removeDataWithIdentifier("store");
     const auto chunkPath = store->filePathWithIdentifier("store");
-    if (!std::filesystem::exists(chunkPath)) return 4;
-
-    if (!store->saveDataWithIdentifier(itemBytes(20, 1), "kept")) return 5;
-    if (store->saveDataWithIdentifier(itemBytes(OVStorage::kFragmentItemLimit + 1, 2), "store"))
-      return 6;
-    store->updateDataWithIdentifier(itemBytes(OVStorage::kFragmentItemLimit + 1, 2), "store");
-    if (store->dataWithIdentifierExist("store")) return 7;
-    if (store->saveStorageChunkDataToFileWithPath(itemBytes(9, 3), chunkPath)) return 8;
-    if (fileSize(chunkPath) != 20 || store->dataWithIdentifier("kept") != itemBytes(20, 1))
-      return 9;
-    return 0;
+    if (!store->saveDataWithIdentifier(itemBytes(8, 1), "dup")) return 1;
+    if (store->saveDataWithIdentifier(itemBytes(3, 2), "dup")) return 2;
+    if (store->dataWithIdentifier("dup") != itemBytes(8, 1) || fileSize(chunkPath) != 8) return 3;
+    // An empty item under the store's own name: removing it keeps the chunk file.
+    store->cleanStorage();
+    if (!store->saveDataWithIdentifier(Data(), "store") || store->dataWithIdentifier("store")) return 4;
+    store->removeDataWithIdentifier("store");
+    if (!std::filesystem::exists(chunkPath)) return 5;
+    if (!store->saveDataWithIdentifier(itemBytes(20, 1), "kept")) return 6;
+    if (store->saveDataWithIdentifier(itemBytes(kLimit + 1, 2), "store")) return 7;
+    store->updateDataWithIdentifier(itemBytes(kLimit + 1, 2), "store");
+    if (store->dataWithIdentifierExist("store")) return 8;
+    if (store->saveStorageChunkDataToFileWithPath(itemBytes(9, 3), chunkPath)) return 9;
+    return fileSize(chunkPath) == 20 && store->dataWithIdentifier("kept") == itemBytes(20, 1) ? 0 : 10;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  EXPECT_NE(
-      result.stderrText.find("] Data with identifier(store) would overwrite the chunk file.\n"),
-      std::string::npos)
-      << result.stderrText;
+  for (const char* line : {"] Data with identifier(dup) exists.\n",
+                           "] Data with identifier(store) would overwrite the chunk file.\n"})
+    EXPECT_NE(result.stderrText.find(line), std::string::npos) << result.stderrText;
+}
+
+TEST(OVStorageChunkTest, ValuesAndTheNullChunk) {
+  EXPECT_FALSE(Chunk::init().has_value());
+  EXPECT_TRUE(Chunk::nullStorageChunk().nullChunk());
+  EXPECT_FALSE(Chunk(0, 5).nullChunk() || Chunk(7, 0).nullChunk());
+  const auto chunk = Chunk::initWithOffsetLength(-3, 1LL << 40);
+  EXPECT_EQ(std::pair(chunk.offset(), chunk.length()), std::pair(std::int64_t(-3), std::int64_t(1) << 40));
+  EXPECT_TRUE(Chunk::supportsSecureCoding() && OVStorageChunkTable::supportsSecureCoding() &&
+              OVStorage::supportsSecureCoding());
+  const auto decoded = roundTrip<Chunk>(chunk);
+  EXPECT_TRUE(decoded && *decoded == chunk);
+}
+
+// A record keeps 20 characters of the key's digest and the caller's other
+// bytes; setting a key again replaces all 40 bytes with the caller's.
+TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
+  OVStorageChunkTable table;
+  const auto first = record(11, 22), second = record(3, 4, 'z');
+  table.setChunkInfoWithKey(&first, "photo-1");
+  table.setChunkInfoWithKey(&first, "b");
+  OVChunkInfo out = record(0, 0, 'x');
+  ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
+  EXPECT_EQ(std::string(out.key, 20), NSStringMd5::md5Value("photo-1")->substr(0, 20));
+  EXPECT_EQ(std::memcmp(out.gap, "GAP!", 4), 0);
+  EXPECT_EQ(std::make_pair(out.offset, out.length), std::make_pair(11L, 22L));
+  table.setChunkInfoWithKey(&second, "photo-1");
+  EXPECT_EQ(table.count(), 2u);
+  EXPECT_EQ(table.indexOfChunkInfoKey("photo-1"), 0u);
+  EXPECT_EQ(table.indexOfChunkInfoKey("b"), 1u);
+  ASSERT_TRUE(table.chunkInfoWithKey(&out, "photo-1"));
+  EXPECT_EQ(std::memcmp(&out, &second, sizeof out), 0);
+
+  // Empty keys, keys that are no UTF-8 and null records store nothing.
+  OVStorageChunkTable none;
+  for (const auto& [info, key] : {std::pair{&first, std::string_view("")}, {nullptr, "k"}, {&first, "\xff\xfe"}})
+    none.setChunkInfoWithKey(info, key);
+  EXPECT_EQ(none.count(), 0u);
+  EXPECT_FALSE(none.chunkInfoWithKey(nullptr, "") || none.chunkInfoWithKey(nullptr, "k"));
+  EXPECT_TRUE(none.indexOfChunkInfoKey("") == NSNotFound && none.indexOfChunkInfoKey("k") == NSNotFound);
+  none.setChunkInfoWithKey(&first, "k");
+  EXPECT_TRUE(none.chunkInfoWithKey(nullptr, "k"));  // found, nothing written
+}
+
+// Records with no zero byte anywhere fill the table: the rebuild must stop at
+// the end of the array (AddressSanitizer reports a read past it).
+TEST(OVStorageChunkTableTest, GrowsByTwoHundredRecordsAndRebuildStaysInTheArray) {
+  OVStorageChunkTable table;
+  auto info = record(0x4141414141414141, 0x4141414141414141, 'A');
+  std::memcpy(info.gap, "AAAA", 4);
+  for (int i = 0; i <= 200; ++i) {
+    EXPECT_EQ(table.capacity(), 200u);
+    if (i == 200) table.rebuildChunkInfoDictionary();
+    table.setChunkInfoWithKey(&info, "key-" + std::to_string(i));
+  }
+  EXPECT_EQ(table.capacity(), 400u);
+  EXPECT_EQ(table.count(), 201u);
+  // The dictionary is not cleared by the rebuild: the digest keys are still found.
+  for (int i = 0; i <= 200; ++i) EXPECT_EQ(table.indexOfChunkInfoKey("key-" + std::to_string(i)), std::uint64_t(i));
+}
+
+TEST(OVStorageChunkTableTest, ConcurrencySetAndGetOfDistinctKeys) {
+  OVStorageChunkTable table;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 300; ++i) {
+        const std::string key = std::to_string(t) + "/" + std::to_string(i);
+        const auto info = record(t, i);
+        table.setChunkInfoWithKey(&info, key);
+        OVChunkInfo out{};
+        EXPECT_TRUE(table.chunkInfoWithKey(&out, key));
+        EXPECT_EQ(std::make_pair(out.offset, out.length), std::make_pair(std::int64_t(t), std::int64_t(i)));
+      }
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(table.count(), 1200u);
+  EXPECT_EQ(table.capacity(), 1200u);
+}
+
+// The index against std::unordered_map under a long random mix of sets,
+// replacements and removals over a small key space of short, inline-length
+// and long identifiers, so that probe runs collide, wrap around and are
+// shifted back on removal; every other entry carries a checksum that must
+// move with it.
+TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
+  ChunkIndex index;
+  std::unordered_map<std::string, std::int64_t> model;
+  std::mt19937 rng(7);
+  auto keyOf = [](unsigned n) { return std::string(n % 3 == 0 ? 0 : n % 3 == 1 ? 32 : 70, 'x') + std::to_string(n); };
+  for (int step = 0; step < 20000; ++step) {
+    const std::string key = keyOf(rng() % 300);
+    if (rng() % 3 == 0) {
+      EXPECT_EQ(index.erase(key), model.erase(key) == 1);
+    } else {
+      std::optional<std::uint64_t> checksum;
+      if (step % 2 == 0) checksum = std::uint64_t(step) * step;
+      index.set(key, Chunk(step, step + 1), checksum);
+      model[key] = step;
+    }
+    if (step % 997 != 0 && step != 19999) continue;
+    ASSERT_EQ(index.size(), model.size());
+    std::size_t seen = 0;
+    index.forEach([&](std::string_view identifier, const Chunk& chunk) {
+      ++seen;
+      auto it = model.find(std::string(identifier));
+      ASSERT_NE(it, model.end());
+      EXPECT_EQ(chunk, Chunk(it->second, it->second + 1));
+    });
+    EXPECT_EQ(seen, model.size());
+    for (unsigned n = 0; n < 300; ++n) {
+      const auto entry = index.findEntry(keyOf(n));
+      const auto it = model.find(keyOf(n));
+      ASSERT_EQ(entry.has_value(), it != model.end()) << keyOf(n);
+      if (!entry) continue;
+      const std::int64_t v = it->second;
+      EXPECT_EQ(entry->chunk.offset(), v);
+      EXPECT_EQ(entry->checksum, v % 2 == 0 ? std::optional<std::uint64_t>(v * v) : std::nullopt);
+    }
+  }
+  index.clear();
+  EXPECT_EQ(index.size(), 0u);
+  EXPECT_EQ(index.find("1"), std::nullopt);
+  EXPECT_FALSE(index.erase("1"));
+
+  const std::string names[] = {"", std::string("a\0b", 3), std::string(32, 'y'), std::string(33, 'y'), "\xff"};
+  for (std::size_t i = 0; i < std::size(names); ++i) index.set(names[i], Chunk(std::int64_t(i), 1));
+  for (std::size_t i = 0; i < std::size(names); ++i)
+    EXPECT_EQ(index.find(names[i]), Chunk(std::int64_t(i), 1)) << i;
+  EXPECT_EQ(index.find(std::string(31, 'y')), std::nullopt);
+  EXPECT_EQ(index.find("a"), std::nullopt);
+}
+
+// Writes whatever values a test wants under a class name of the library, to
+// make archives that the library's own classes would never write.
+struct ForgedObject : NSCoding {
+  explicit ForgedObject(std::string className) : className(std::move(className)) {}
+  std::string archiveClassName() const override { return className; }
+  void encodeWithCoder(NSKeyedArchiver& coder) const override {
+    for (const auto& [key, value] : integers) coder.encodeInt64ForKey(value, key);
+    for (const auto& [key, value] : texts) coder.encodeStringForKey(value, key);
+    for (const auto& [key, value] : datas) coder.encodeDataForKey(value, key);
+    for (const auto& [key, value] : dictionaries) coder.encodeDictionaryForKey(value, key);
+  }
+  std::string className;
+  std::map<std::string, std::int64_t> integers;
+  std::map<std::string, std::string> texts;
+  std::map<std::string, Data> datas;
+  std::map<std::string, NSCodingDictionary> dictionaries;
+};
+
+TEST(OVStorageCodingTest, TableArchiveHoldsTheRecordsInUseAndLeavesTheTableUsable) {
+  OVStorageChunkTable table;
+  for (int i = 0; i < 3; ++i) {
+    const auto info = record(i + 1, 0);
+    table.setChunkInfoWithKey(&info, "old-" + std::to_string(i));
+  }
+  auto decoded = roundTrip<OVStorageChunkTable>(table);
+  const auto more = record(9, 0), info = record(4, 0);
+  table.setChunkInfoWithKey(&more, "after");  // the archive is gone; the table still works
+  EXPECT_TRUE(table.chunkInfoWithKey(nullptr, "old-0") && table.chunkInfoWithKey(nullptr, "after"));
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->count(), 3u);
+  EXPECT_EQ(decoded->capacity(), 3u);
+  // Rebuilt from 20-character key fields: old keys are lost, new ones found
+  // after growing by one step.
+  EXPECT_FALSE(decoded->chunkInfoWithKey(nullptr, "old-0"));
+  decoded->setChunkInfoWithKey(&info, "new");
+  EXPECT_EQ(decoded->capacity(), 203u);
+  OVChunkInfo out{};
+  ASSERT_TRUE(decoded->chunkInfoWithKey(&out, "new"));
+  EXPECT_EQ(out.offset, 4);
+  EXPECT_EQ(decoded->indexOfChunkInfoKey("new"), 3u);
+
+  const std::pair<std::function<void(ForgedObject&)>, std::uint64_t> forged[] = {
+      {[](ForgedObject&) {}, 0},
+      {[](ForgedObject& o) { o.datas["tableData"] = Data(); }, 0},
+      {[](ForgedObject& o) { o.texts["tableData"] = std::string(80, 'x'); }, 0},
+      {[](ForgedObject& o) { o.datas["tableData"] = Data(85, 'A'); }, 2},
+      {[](ForgedObject& o) { o.datas["tableData"] = Data(39, 0xFF); }, 0},
+  };
+  for (const auto& [forge, count] : forged) {
+    SCOPED_TRACE(count);
+    ForgedObject o("OVStorageChunkTable");
+    forge(o);
+    auto t = roundTrip<OVStorageChunkTable>(o);
+    ASSERT_TRUE(t);
+    EXPECT_EQ(t->count(), count);
+    EXPECT_EQ(t->capacity(), count);
+    t->setChunkInfoWithKey(&info, "k");
+    EXPECT_TRUE(t->chunkInfoWithKey(nullptr, "k"));
+    EXPECT_EQ(t->capacity(), count + 200);
+  }
+  ForgedObject noInteger("OVStorageChunk");
+  noInteger.texts["offset"] = "12";  // not an integer: reads as 0
+  ASSERT_TRUE(roundTrip<Chunk>(noInteger));
+  EXPECT_TRUE(roundTrip<Chunk>(noInteger)->nullChunk());
+
+  // A decoded table finds each record under the text its key field starts,
+  // running on to the first zero: here the second record spells a key's
+  // whole digest across its key field, gap and offset.
+  ForgedObject spelled("OVStorageChunkTable");
+  spelled.datas["tableData"] = Data(80, 0);
+  std::memcpy(&spelled.datas["tableData"][40], NSStringMd5::md5Value("photo-7")->data(), 32);
+  spelled.datas["tableData"][73] = 1;  // length 256: its low byte ends the text
+  decoded = roundTrip<OVStorageChunkTable>(spelled);
+  ASSERT_TRUE(decoded && decoded->chunkInfoWithKey(&out, "photo-7"));
+  EXPECT_EQ(decoded->indexOfChunkInfoKey("photo-7"), 1u);
+  EXPECT_EQ(out.length, 256);
+}
+
+TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
+  testing::TempDir dir;
+  auto store = OVStorage::initWithDestinationIdentifierError(dir.path().string(), "store", nullptr);
+  const auto small = itemBytes(1000, 1), large = itemBytes(kLimit + 1, 2);
+  ASSERT_TRUE(store->saveDataWithIdentifier(small, "small") && store->saveDataWithIdentifier(large, "large"));
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(10, 3), "odd/name"));
+  const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*store);
+  store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
+  ASSERT_TRUE(store);
+  EXPECT_EQ(std::pair(store->destinationPath(), store->identifier()), std::pair(dir.path().string(), std::string("store")));
+  auto item = [&](std::string_view id) { return std::pair(store->storageChunkWithIdentifier(id), store->dataWithIdentifier(id)); };
+  EXPECT_EQ(item("small"), std::pair(std::optional(Chunk(0, 1000)), std::optional(small)));
+  EXPECT_EQ(item("large"), std::pair(std::optional(Chunk::nullStorageChunk()), std::optional(large)));
+  EXPECT_EQ(item("odd/name"), std::pair(std::optional(Chunk(1000, 10)), std::optional(itemBytes(10, 3))));
+  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(5, 4), "next"));
+  EXPECT_EQ(store->storageChunkWithIdentifier("next"), Chunk(1010, 5));
+  store.reset();
+  std::filesystem::remove(dir / "store");
+  EXPECT_EQ(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive), nullptr);
+
+  // Forged archives: the texts that find the chunk file and the index.
+  std::ofstream(dir / "store", std::ios::binary) << "0123456789";
+  auto forge = [&](const std::function<void(ForgedObject&)>& change) {
+    ForgedObject o("OVStorage");
+    o.texts = {{"destinationPath", dir.path().string()}, {"identifier", "store"}};
+    o.dictionaries["_fragmentChunk"] = {{"ok", std::make_shared<Chunk>(2, 3)}};
+    change(o);
+    return roundTrip<OVStorage>(o);
+  };
+  ASSERT_TRUE(forge([](ForgedObject&) {}));
+  EXPECT_EQ(forge([](ForgedObject&) {})->dataWithIdentifier("ok"), dataOf("234"));
+  // No store: the texts that find the chunk file are missing, empty, not
+  // texts, or name no chunk file.
+  const std::function<void(ForgedObject&)> noStore[] = {
+      [](ForgedObject& o) { o.texts.erase("identifier"); },
+      [](ForgedObject& o) { o.texts["identifier"] = ""; },
+      [](ForgedObject& o) { o.texts.erase("destinationPath"), o.integers["destinationPath"] = 42; },
+      [](ForgedObject& o) { o.texts.erase("identifier"), o.datas["identifier"] = dataOf("store"); },
+      [](ForgedObject& o) { o.texts["identifier"] = "missing"; },
+  };
+  for (const auto& change : noStore) EXPECT_FALSE(forge(change));
+  // An index that is absent or not a dictionary gives an empty store.
+  for (auto change : {+[](ForgedObject& o) { o.dictionaries.clear(); },
+                      +[](ForgedObject& o) { o.dictionaries.clear(), o.texts["_fragmentChunk"] = "ok"; }}) {
+    auto store = forge(change);
+    ASSERT_TRUE(store);
+    EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
+  }
+  // Entries that are not chunks are left out; damaged chunks read as nothing.
+  auto mixed = forge([&](ForgedObject& o) {
+    auto& d = o.dictionaries["_fragmentChunk"];
+    d["negative"] = std::make_shared<Chunk>(-1, 3);
+    d["negative-length"] = std::make_shared<Chunk>(1, -3);
+    d["past-end"] = std::make_shared<Chunk>(8, 3);
+    d["far"] = std::make_shared<Chunk>(INT64_MAX, INT64_MAX);
+    d["table"] = std::make_shared<OVStorageChunkTable>();
+    d["null"] = nullptr;
+  });
+  ASSERT_TRUE(mixed);
+  EXPECT_EQ(mixed->allStorageItemIdentifiers().size(), 5u);
+  EXPECT_FALSE(mixed->dataWithIdentifierExist("table"));
+  EXPECT_EQ(mixed->dataWithIdentifier("ok"), dataOf("234"));
+  for (const char* id : {"negative", "negative-length", "past-end", "far"})
+    EXPECT_EQ(mixed->dataWithIdentifier(id), std::nullopt) << id;
+  EXPECT_EQ(fileSize(dir / "store"), 10);  // decoding never truncates
+}
+
+// An archive written by Python's plistlib in the platform archiver's layout.
+TEST(OVStorageCodingTest, DecodesAnArchiveInThePlatformsLayout) {
+  testing::TempDir dir;
+  std::ofstream(dir / "platform-store", std::ios::binary) << "hello, world";
+  // One record: a 20-character key field, a gap, offset 7 and length 7.
+  std::string table;
+  for (int i = 0; i < 20; ++i) table += "4b";
+  table += "00000000" "0700000000000000" "0700000000000000";
+  const auto archive = testing::encodeKeyedArchive(R"([
+    "$null",
+    {"$class": {"$uid": 2}, "destinationPath": {"$uid": 3}, "identifier": {"$uid": 4},
+     "_fragmentChunk": {"$uid": 5}},
+    {"$classname": "OVStorage", "$classes": ["OVStorage", "NSObject"]},
+    ")" + dir.path().string() + R"(", "platform-store",
+    {"$class": {"$uid": 6}, "NS.keys": [{"$uid": 7}, {"$uid": 8}, {"$uid": 9}],
+     "NS.objects": [{"$uid": 10}, {"$uid": 11}, {"$uid": 13}]},
+    {"$classname": "NSMutableDictionary", "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
+    "hello", "world", "table",
+    {"$class": {"$uid": 12}, "offset": 0, "length": 5},
+    {"$class": {"$uid": 12}, "offset": 5, "length": 6},
+    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]},
+    {"$class": {"$uid": 14}, "tableData": {"$data": ")" + table + R"("}},
+    {"$classname": "OVStorageChunkTable", "$classes": ["OVStorageChunkTable", "NSObject"]}
+  ])");
+  ASSERT_TRUE(archive);
+  auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(*archive);
+  ASSERT_TRUE(store);
+  EXPECT_EQ(store->identifier(), "platform-store");
+  EXPECT_EQ(store->destinationPath(), dir.path().string());
+  EXPECT_EQ(store->storageChunkWithIdentifier("world"), Chunk(5, 6));
+  EXPECT_EQ(store->dataWithIdentifier("hello"), dataOf("hello"));
+  EXPECT_EQ(store->dataWithIdentifier("world"), dataOf(", worl"));
+  EXPECT_FALSE(store->dataWithIdentifierExist("table"));  // a table is no chunk
 }
 
 }  // namespace

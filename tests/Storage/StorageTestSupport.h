@@ -7,6 +7,7 @@
 
 #include "orvane/Platform/Foundation/Data.h"
 #include "support/ItemBytes.h"
+#include "support/TempDir.h"
 
 namespace orvane::testing {
 

@@ -5,6 +5,8 @@
 // ORVANE_KEYED_ARCHIVE_SCRIPT (see tests/CMakeLists.txt).
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -13,12 +15,14 @@
 
 namespace orvane::testing {
 
-namespace detail {
-
-inline std::optional<std::string> runKeyedArchiveScript(const std::string& arguments) {
-  const std::string command =
-      std::string("'") + ORVANE_PYTHON3 + "' '" + ORVANE_KEYED_ARCHIVE_SCRIPT + "' " + arguments;
-  FILE* pipe = ::popen(command.c_str(), "r");
+/// Runs the script with `command`, then `path` and the rest; the script's
+/// output without its final newlines, or nothing when it fails.
+inline std::optional<std::string> runKeyedArchiveScript(const char* command,
+                                                        const std::filesystem::path& path,
+                                                        const std::string& rest = "") {
+  const std::string line = std::string("'") + ORVANE_PYTHON3 + "' '" + ORVANE_KEYED_ARCHIVE_SCRIPT +
+                           "' " + command + " '" + path.string() + "'" + rest;
+  FILE* pipe = ::popen(line.c_str(), "r");
   if (pipe == nullptr) return std::nullopt;
   std::string out;
   char buffer[65536];
@@ -28,22 +32,13 @@ inline std::optional<std::string> runKeyedArchiveScript(const std::string& argum
   return out;
 }
 
-inline bool writeFile(const std::filesystem::path& path, ByteView bytes) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  if (f == nullptr) return false;
-  const bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  return std::fclose(f) == 0 && ok;
-}
-
-}  // namespace detail
-
 /// plistlib's reading of an archive as one line of JSON (the script's
 /// "describe"), or nothing when plistlib refuses it or the layout is wrong.
 inline std::optional<std::string> describeKeyedArchive(ByteView archive) {
   TempDir dir;
-  const auto path = dir / "archive";
-  if (!detail::writeFile(path, archive)) return std::nullopt;
-  return detail::runKeyedArchiveScript("describe '" + path.string() + "'");
+  std::ofstream(dir / "archive", std::ios::binary)
+      .write(reinterpret_cast<const char*>(archive.data()), std::streamsize(archive.size()));
+  return runKeyedArchiveScript("describe", dir / "archive");
 }
 
 /// An archive written by plistlib in the platform archiver's layout, with the
@@ -51,19 +46,11 @@ inline std::optional<std::string> describeKeyedArchive(ByteView archive) {
 /// and $top {root: UID 1}.
 inline std::optional<Data> encodeKeyedArchive(const std::string& objectsJson) {
   TempDir dir;
-  const auto json = dir / "objects.json";
-  const auto path = dir / "archive";
-  if (!detail::writeFile(json, bytesOf(objectsJson))) return std::nullopt;
-  if (!detail::runKeyedArchiveScript("encode '" + path.string() + "' < '" + json.string() + "'"))
+  std::ofstream(dir / "objects.json") << objectsJson;
+  if (!runKeyedArchiveScript("encode", dir / "archive", " < '" + (dir / "objects.json").string() + "'"))
     return std::nullopt;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return std::nullopt;
-  Data bytes;
-  std::uint8_t buffer[65536];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, f)) > 0;)
-    bytes.insert(bytes.end(), buffer, buffer + n);
-  std::fclose(f);
-  return bytes;
+  std::ifstream in(dir / "archive", std::ios::binary);
+  return Data(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace orvane::testing

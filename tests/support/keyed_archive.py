@@ -1,111 +1,74 @@
 #!/usr/bin/env python3
 """Reads and writes keyed archives with Python's plistlib, for interoperability tests.
 
-  keyed_archive.py describe FILE
-      Reads a binary keyed archive and prints, as one line of JSON, its
-      $archiver and $version, the number of class records per class name, and
-      its root resolved into plain values: UIDs followed, "$null" as null,
-      data as {"$data": hex}, dictionaries as {"$class": name, "entries": {...}},
-      other objects as {"$class": name, key: value, ...}. Exits 1 when the
-      layout is not the keyed-archive layout.
-
-  keyed_archive.py encode FILE < JSON
-      Writes a binary keyed archive whose $objects is the given JSON list
-      ({"$uid": n} for a UID, {"$data": hex} for data), with $top {root: UID 1}.
+describe FILE: prints a binary keyed archive as one line of JSON: $archiver, $version, per class
+  name the count of class records and the rest of its $classes, and the root with UIDs followed
+  ("$null" as null, data as {"$data": hex}, dictionaries as {"$class", "entries"}, other objects
+  as {"$class", key: value...}). Exits 1 when the layout is not the keyed-archive layout.
+encode FILE < JSON: writes a binary keyed archive whose $objects is the JSON list ({"$uid": n}
+  for a UID, {"$data": hex} for data), with $top {root: UID 1}.
 """
 import json
 import plistlib
 import sys
 
-DICTIONARY_CLASSES = ("NSDictionary", "NSMutableDictionary")
-
-
-def fail(message):
-    print(message, file=sys.stderr)
-    sys.exit(1)
-
 
 def describe(path):
     with open(path, "rb") as f:
         archive = plistlib.load(f, fmt=plistlib.FMT_BINARY)
-    for key in ("$archiver", "$version", "$top", "$objects"):
-        if key not in archive:
-            fail("missing " + key)
-    objects = archive["$objects"]
-    if not objects or objects[0] != "$null":
-        fail("$objects does not start with $null")
-    root = archive["$top"].get("root")
-    if not isinstance(root, plistlib.UID):
-        fail("$top has no root UID")
-
-    class_records = {}
-
-    def class_name(uid):
-        record = objects[uid.data]
-        name = record.get("$classname")
-        classes = record.get("$classes")
-        if not isinstance(name, str) or not isinstance(classes, list) or classes[0] != name:
-            fail("bad class record %d" % uid.data)
-        class_records.setdefault(name, {})[uid.data] = classes
-        return name
+    if not {"$archiver", "$version", "$top", "$objects"} <= archive.keys():
+        sys.exit("missing a top-level key")
+    objects, root = archive["$objects"], archive["$top"].get("root")
+    if not objects or objects[0] != "$null" or not isinstance(root, plistlib.UID):
+        sys.exit("no $null first or no root UID")
+    records = {}
 
     def resolve(value, depth=0):
         if depth > 100:
-            fail("too deep")
+            sys.exit("too deep")
         if isinstance(value, plistlib.UID):
-            if value.data == 0:
-                return None
-            return resolve(objects[value.data], depth + 1)
-        if isinstance(value, (bytes, bytearray)):
-            return {"$data": bytes(value).hex()}
-        if isinstance(value, dict) and "$class" in value:
-            name = class_name(value["$class"])
-            if name in DICTIONARY_CLASSES:
-                keys = [resolve(k, depth + 1) for k in value["NS.keys"]]
-                values = [resolve(v, depth + 1) for v in value["NS.objects"]]
-                return {"$class": name, "entries": dict(zip(keys, values))}
-            result = {"$class": name}
-            for k, v in value.items():
-                if k != "$class":
-                    result[k] = resolve(v, depth + 1)
-            return result
+            return None if value.data == 0 else resolve(objects[value.data], depth + 1)
+        if isinstance(value, bytes):
+            return {"$data": value.hex()}
         if isinstance(value, (str, int)):
             return value
-        fail("unexpected value %r" % (value,))
+        if not isinstance(value, dict) or "$class" not in value:
+            sys.exit("unexpected value %r" % (value,))
+        record = objects[value["$class"].data]
+        name, classes = record.get("$classname"), record.get("$classes")
+        if not isinstance(name, str) or not isinstance(classes, list) or classes[0] != name:
+            sys.exit("bad class record")
+        records.setdefault(name, {})[value["$class"].data] = classes
+        if name in ("NSDictionary", "NSMutableDictionary"):
+            keys = [resolve(k, depth + 1) for k in value["NS.keys"]]
+            return {"$class": name, "entries": dict(zip(keys, (resolve(v, depth + 1) for v in value["NS.objects"])))}
+        return dict({k: resolve(v, depth + 1) for k, v in value.items() if k != "$class"}, **{"$class": name})
 
-    described = {
-        "$archiver": archive["$archiver"],
-        "$version": archive["$version"],
-        "root": resolve(root),
-        "classRecords": {name: [len(uids)] + list(min(tuple(c) for c in uids.values())[1:])
-                         for name, uids in class_records.items()},
-    }
+    described = {"$archiver": archive["$archiver"], "$version": archive["$version"], "root": resolve(root)}
+    described["classRecords"] = {name: [len(uids)] + list(min(tuple(c) for c in uids.values())[1:])
+                                 for name, uids in records.items()}
     print(json.dumps(described, sort_keys=True))
 
 
 def encode(path):
     def convert(value):
-        if isinstance(value, dict):
-            if set(value) == {"$uid"}:
-                return plistlib.UID(value["$uid"])
-            if set(value) == {"$data"}:
-                return bytes.fromhex(value["$data"])
-            return {k: convert(v) for k, v in value.items()}
         if isinstance(value, list):
             return [convert(v) for v in value]
-        return value
+        if not isinstance(value, dict):
+            return value
+        if set(value) == {"$uid"}:
+            return plistlib.UID(value["$uid"])
+        if set(value) == {"$data"}:
+            return bytes.fromhex(value["$data"])
+        return {k: convert(v) for k, v in value.items()}
 
-    archive = {
-        "$archiver": "NSKeyedArchiver",
-        "$version": 100000,
-        "$top": {"root": plistlib.UID(1)},
-        "$objects": convert(json.load(sys.stdin)),
-    }
+    archive = {"$archiver": "NSKeyedArchiver", "$version": 100000, "$top": {"root": plistlib.UID(1)},
+               "$objects": convert(json.load(sys.stdin))}
     with open(path, "wb") as f:
         plistlib.dump(archive, f, fmt=plistlib.FMT_BINARY, sort_keys=False)
 
 
 if __name__ == "__main__":
     if len(sys.argv) != 3 or sys.argv[1] not in ("describe", "encode"):
-        fail(__doc__)
+        sys.exit(__doc__)
     (describe if sys.argv[1] == "describe" else encode)(sys.argv[2])

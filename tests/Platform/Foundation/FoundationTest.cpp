@@ -1,25 +1,14 @@
-// Foundation pieces: environment, files, dictionaries, the log line, text and
-// the version symbols.
+// Foundation pieces: environment, files, dictionaries, the log line and text.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/resource.h>
 
 #include <cmath>
-#include <csignal>
-#include <ctime>
 #include <regex>
-#include <set>
-#include <string>
+#include <sstream>
 #include <thread>
-#include <vector>
 
-#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "Platform/Foundation/FileHandle.h"
 #include "Platform/Foundation/FileSystem.h"
-#include "Platform/Foundation/NSUUID.h"
 #include "Platform/Foundation/Text.h"
-#include "orvane/Orvane.h"
-#include "orvane/Platform/Foundation/Environment.h"
 #include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/Foundation/NSLog.h"
 #include "support/ChildProcess.h"
@@ -28,57 +17,25 @@
 namespace orvane {
 namespace {
 
-TEST(EnvironmentTest, XdgVariablesWinOverHomeFallbacks) {
+TEST(EnvironmentTest, HomesIdentifierAndVersionComeFromTheProcessUnlessOverridden) {
   auto result = testing::runInChild([] {
     setenv("HOME", "/home/someone", 1);
     unsetenv("XDG_DATA_HOME");
     setenv("XDG_CACHE_HOME", "/var/cache/me", 1);
     setenv("XDG_CONFIG_HOME", "relative/ignored", 1);  // not absolute: ignored
-    bool ok = Environment::dataHome() == "/home/someone/.local/share" &&
-              Environment::cacheHome() == "/var/cache/me" &&
-              Environment::configHome() == "/home/someone/.config";
-    return ok ? 0 : 1;
-  });
-  EXPECT_EQ(result.exitCode, 0);
-}
-
-// The identifier names one directory below the configuration directory, and
-// below the data directory for stores, whatever the host set it to.
-TEST(EnvironmentTest, ApplicationIdentifierStaysOneDirectoryName) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"com.example.photos", "com.example.photos"},
-      {"../../x", "..%2F..%2Fx"},
-      {"..", "%2E%2E"},
-      {"/etc", "%2Fetc"},
-  };
-  for (const auto& [identifier, directory] : cases) {
-    EnvironmentOverrides o;
-    o.applicationIdentifier = identifier;
-    o.configHome = "/config";
-    ScopedEnvironmentOverrides scoped(o);
-    EXPECT_EQ(Environment::userDefaultsFile(),
-              std::filesystem::path("/config") / directory / "defaults.sqlite3")
-        << identifier;
-  }
-}
-
-TEST(EnvironmentTest, ApplicationIdentifierComesFromOverrideHostOrExecutable) {
-  auto result = testing::runInChild([] {
-    if (Environment::applicationIdentifier() != program_invocation_short_name) return 1;
+    if (Environment::dataHome() != "/home/someone/.local/share" || Environment::cacheHome() != "/var/cache/me" ||
+        Environment::configHome() != "/home/someone/.config")
+      return 1;
+    if (Environment::applicationIdentifier() != program_invocation_short_name) return 2;
     Environment::setApplicationIdentifier("com.example.photos");
-    if (Environment::applicationIdentifier() != "com.example.photos") return 2;
-    {
-      EnvironmentOverrides o;
-      o.applicationIdentifier = "test.app";
-      ScopedEnvironmentOverrides scoped(o);
-      if (Environment::applicationIdentifier() != "test.app") return 3;
-    }
+    EnvironmentOverrides o;
+    o.applicationIdentifier = "test.app";
+    std::optional<ScopedEnvironmentOverrides> scoped(std::in_place, o);
+    if (Environment::applicationIdentifier() != "test.app") return 3;
+    scoped.reset();
     return Environment::applicationIdentifier() == "com.example.photos" ? 0 : 4;
   });
   EXPECT_EQ(result.exitCode, 0);
-}
-
-TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
   EXPECT_EQ(Environment::bundleVersion(), "158");
   EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
   EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 1}));
@@ -88,8 +45,7 @@ TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
     o.dataHome = "/tmp/data-override";
     o.systemVersion = OperatingSystemVersion{10, 13, 6};
     ScopedEnvironmentOverrides scoped(o);
-    EXPECT_EQ(Environment::bundleVersion(), "");
-    EXPECT_EQ(Environment::dataHome(), "/tmp/data-override");
+    EXPECT_EQ(Environment::bundleVersion() + Environment::dataHome().string(), "/tmp/data-override");
     EXPECT_FALSE(Environment::isOperatingSystemAtLeastVersion({10, 14, 0}));
     EXPECT_TRUE(Environment::isOperatingSystemAtLeastVersion({10, 13, 6}));
   }
@@ -97,7 +53,20 @@ TEST(EnvironmentTest, OverridesAreScopedAndRestored) {
   EXPECT_NE(Environment::dataHome(), "/tmp/data-override");
 }
 
-TEST(FileTest, PositionedReadsAndWrites) {
+// The identifier names one directory below the configuration directory, and
+// below the data directory for stores, whatever the host set it to.
+TEST(EnvironmentTest, ApplicationIdentifierStaysOneDirectoryName) {
+  for (const auto& [identifier, directory] : {std::pair{"com.example.photos", "com.example.photos"},
+                                              {"../../x", "..%2F..%2Fx"}, {"..", "%2E%2E"}, {"/etc", "%2Fetc"}}) {
+    EnvironmentOverrides o;
+    o.applicationIdentifier = identifier;
+    o.configHome = "/config";
+    ScopedEnvironmentOverrides scoped(o);
+    EXPECT_EQ(Environment::userDefaultsFile(), std::filesystem::path("/config") / directory / "defaults.sqlite3");
+  }
+}
+
+TEST(FileTest, PositionedReadsAndWritesMissingFilesAndDirectories) {
   testing::TempDir dir;
   const auto path = dir / "chunk";
   ASSERT_TRUE(fs::createFile(path, bytesOf("0123456789")));
@@ -109,110 +78,62 @@ TEST(FileTest, PositionedReadsAndWrites) {
   EXPECT_EQ(file->readAt(2, 4), dataOf("23ab"));
   EXPECT_EQ(file->readAt(9, 100), (Data{'9', 0, 0, 'z'}));  // short at the end
   EXPECT_EQ(file->readAt(50, 10), Data());
-  EXPECT_TRUE(file->truncate(3));
-  EXPECT_TRUE(file->synchronize());
-  EXPECT_EQ(fs::readAll(path), dataOf("012"));
-}
-
-TEST(FileTest, HugeReadLengthsAllocateOnlyWhatTheFileHolds) {
-  testing::TempDir dir;
-  ASSERT_TRUE(fs::createFile(dir / "f", bytesOf("abc")));
-  auto file = FileHandle::openForReading(dir / "f");
-  ASSERT_TRUE(file);
-  EXPECT_EQ(file->readAt(1, std::uint64_t{1} << 62), dataOf("bc"));
+  // Huge lengths allocate only what the file holds.
+  EXPECT_EQ(file->readAt(1, std::uint64_t{1} << 62), file->readAt(1, 12));
   EXPECT_EQ(file->readAt(std::uint64_t{1} << 63, 1), Data());
-}
+  EXPECT_TRUE(file->truncate(3) && file->synchronize());
+  EXPECT_EQ(fs::readAll(path), dataOf("012"));
 
-TEST(FileTest, MissingFilesAndDirectories) {
-  testing::TempDir dir;
   EXPECT_FALSE(FileHandle::openForReading(dir / "absent"));
   EXPECT_EQ(fs::readAll(dir / "absent"), std::nullopt);
   EXPECT_FALSE(fs::removeFile(dir / "absent"));
   EXPECT_TRUE(fs::createDirectories(dir / "a" / "b"));
   EXPECT_TRUE(fs::exists(dir / "a" / "b"));
-
-  ASSERT_TRUE(fs::createFile(dir / "plain", bytesOf("x")));
   NSError error;
-  EXPECT_FALSE(fs::createDirectories(dir / "plain" / "sub", &error));
+  EXPECT_FALSE(fs::createDirectories(path / "sub", &error));
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
   EXPECT_FALSE(error.localizedDescription().empty());
 }
 
-TEST(FileTest, WriteBeyondTheFileSizeLimitFailsCleanly) {
-  testing::TempDir dir;
-  const auto path = dir / "limited";
-  auto result = testing::runInChild([&] {
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{8, 8};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    if (!fs::createFile(path, bytesOf("1234"))) return 1;
-    auto file = FileHandle::openForUpdating(path);
-    if (!file || file->writeAt(4, bytesOf("56789"))) return 2;  // would end at 9 > 8
-    if (fs::createFile(dir / "big", bytesOf("0123456789"))) return 3;
-    return fs::exists(dir / "big") ? 4 : 0;  // no partial file left behind
-  });
-  EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-}
-
 TEST(NSDictionaryTest, NumbersReadAsThePlatformsNumbersDo) {
-  const NSDictionary d{{"float", 0.8f},       {"double", 0.8},   {"int", 3},
-                       {"yes", true},         {"huge", 1e30},    {"nan", std::nan("")},
-                       {"text", "0.8"},       {"negative", -2.9}};
+  const NSDictionary d{{"float", 0.8f}, {"double", 0.8},       {"int", 3},      {"yes", true},
+                       {"huge", 1e30},  {"nan", std::nan("")}, {"text", "0.8"}, {"negative", -2.9}};
   // A float keeps single precision: it is not the double nearest 0.8.
-  EXPECT_EQ(*d.doubleForKey("float"), static_cast<double>(0.8f));
-  EXPECT_NE(*d.doubleForKey("float"), 0.8);
-  EXPECT_EQ(*d.floatForKey("double"), 0.8f);
-  EXPECT_EQ(*d.doubleForKey("int"), 3.0);
-  EXPECT_EQ(*d.doubleForKey("yes"), 1.0);
+  EXPECT_EQ(d.doubleForKey("float"), static_cast<double>(0.8f));
+  EXPECT_EQ(d.floatForKey("double"), 0.8f);
+  EXPECT_EQ(d.doubleForKey("int"), 3.0);
+  EXPECT_EQ(d.doubleForKey("yes"), 1.0);
   EXPECT_EQ(d.objectForKey("negative")->integerValue(), -2);
-  EXPECT_EQ(d.objectForKey("huge")->integerValue(), std::nullopt);
-  EXPECT_EQ(d.objectForKey("nan")->integerValue(), std::nullopt);
-  EXPECT_EQ(*d.boolForKey("negative"), true);
+  EXPECT_EQ(d.boolForKey("negative"), true);
+  EXPECT_FALSE(d.objectForKey("huge")->integerValue() || d.objectForKey("nan")->integerValue());
   // Values of another kind, and missing keys, read as nothing.
-  EXPECT_EQ(d.doubleForKey("text"), std::nullopt);
-  EXPECT_EQ(d.sizeForKey("double"), std::nullopt);
-  EXPECT_EQ(d.doubleForKey("missing"), std::nullopt);
-  EXPECT_EQ(d.objectForKey("missing"), nullptr);
+  EXPECT_FALSE(d.doubleForKey("text") || d.sizeForKey("double") || d.doubleForKey("missing") || d.objectForKey("missing"));
   EXPECT_EQ(d.count(), 8u);
-}
-
-TEST(NSDictionaryTest, NestedDictionariesCompareByContent) {
-  const NSDictionary inner{{"DPIWidth", 72.0}, {"size", CGSizeMake(144, 72)}};
-  const NSDictionary a{{"inner", inner}}, b{{"inner", NSDictionary{{"DPIWidth", 72.0},
-                                                                   {"size", CGSizeMake(144, 72)}}}};
-  EXPECT_EQ(a, b);
+  const NSDictionary a{{"inner", NSDictionary{{"DPIWidth", 72.0}, {"size", CGSizeMake(144, 72)}}}};
+  EXPECT_EQ(a, (NSDictionary{{"inner", NSDictionary{{"DPIWidth", 72.0}, {"size", CGSizeMake(144, 72)}}}}));
   EXPECT_EQ(*a.objectForKey("inner")->dictionaryValue()->sizeForKey("size"), CGSizeMake(144, 72));
   EXPECT_NE(a, (NSDictionary{{"inner", NSDictionary{{"DPIWidth", 72.0f}}}}));
   EXPECT_NE(a, (NSDictionary{{"inner", 1}}));
 }
 
-// The stamp is the local date and time of the call, to the minute here.
-TEST(NSLogTest, WritesOneStampedLineToStandardError) {
+// The stamp is the local date and time of the call, to the minute here; lines
+// from many threads never interleave.
+TEST(NSLogTest, WritesWholeStampedLinesToStandardError) {
   auto minute = [] {
     const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
     char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", std::localtime(&now));
     return std::string(text);
   };
   const std::string before = minute();
-  auto result = testing::runInChild([] {
-    NSLog("Warning the chunk file has been damaged.");
-    return 0;
-  });
-  const std::string after = minute();
-  ASSERT_EQ(result.exitCode, 0);
-  EXPECT_TRUE(result.stderrText.rfind(before, 0) == 0 || result.stderrText.rfind(after, 0) == 0)
-      << result.stderrText;
-  const std::regex line(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} )" +
-                        std::string(program_invocation_short_name) +
-                        R"(\[\d+:\d+\] Warning the chunk file has been damaged\.\n)");
-  EXPECT_TRUE(std::regex_match(result.stderrText, line)) << result.stderrText;
-}
-
-TEST(NSLogTest, LinesFromManyThreadsNeverInterleave) {
-  auto result = testing::runInChild([] {
+  auto result = testing::runInChild([] { return NSLog("Warning the chunk file has been damaged."), 0; });
+  const std::string after = minute(), &out = result.stderrText;
+  EXPECT_TRUE(out.starts_with(before) || out.starts_with(after)) << out;
+  EXPECT_TRUE(std::regex_match(out, std::regex(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} )" +
+                                               std::string(program_invocation_short_name) +
+                                               R"(\[\d+:\d+\] Warning the chunk file has been damaged\.\n)")))
+      << out;
+  result = testing::runInChild([] {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
       threads.emplace_back([t] {
@@ -221,37 +142,24 @@ TEST(NSLogTest, LinesFromManyThreadsNeverInterleave) {
     for (auto& th : threads) th.join();
     return 0;
   });
-  ASSERT_EQ(result.exitCode, 0);
-  const std::regex line(R"(.*\] (a{100}|b{100}|c{100}|d{100}))");
-  std::size_t start = 0, count = 0;
-  while (start < result.stderrText.size()) {
-    std::size_t end = result.stderrText.find('\n', start);
-    ASSERT_NE(end, std::string::npos);
-    ASSERT_TRUE(std::regex_match(result.stderrText.substr(start, end - start), line));
-    ++count;
-    start = end + 1;
-  }
+  const std::regex threadLine(R"(.*\] (a{100}|b{100}|c{100}|d{100}))");
+  std::istringstream lines(out);
+  std::size_t count = 0;
+  for (std::string text; std::getline(lines, text); ++count) ASSERT_TRUE(std::regex_match(text, threadLine)) << text;
   EXPECT_EQ(count, 800u);
+  EXPECT_EQ(out.back(), '\n');
 }
 
-// Each length's smallest and largest scalar, and the forms just beyond them.
+// Each length's smallest and largest scalar, and the forms just beyond them:
+// overlong forms, surrogates, cut-short and missing continuation bytes.
 TEST(TextTest, Utf8ValidationAtEveryBoundary) {
   const std::pair<std::string_view, bool> cases[] = {
-      {"", true}, {"plain ascii", true}, {std::string_view("a\0b", 3), true}, {"\x7F", true},
-      {"\x80", false},                        // lone continuation byte
-      {"\xC2\x80", true}, {"\xDF\xBF", true},  // U+0080, U+07FF
-      {"\xC1\xBF", false},                    // overlong U+007F
-      {"\xC3", false},                        // cut short
-      {"\xC3\x28", false},                    // no continuation byte
-      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true},  // U+0800, U+FFFF
-      {"\xE0\x9F\xBF", false},                        // overlong U+07FF
-      {"\xED\x9F\xBF", true}, {"\xEE\x80\x80", true},  // U+D7FF, U+E000
-      {"\xED\xA0\x80", false}, {"\xED\xBF\xBF", false},  // surrogates U+D800, U+DFFF
-      {"\xF0\x90\x80\x80", true}, {"\xF4\x8F\xBF\xBF", true},  // U+10000, U+10FFFF
-      {"\xF0\x8F\xBF\xBF", false},                          // overlong U+FFFF
-      {"\xF4\x90\x80\x80", false},                          // above U+10FFFF
-      {"\xF8\x88\x80\x80\x80", false}, {"\xFE", false}, {"\xFF", false},
-      {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},  // é € and a camera
+      {"", true}, {"plain ascii", true}, {std::string_view("a\0b", 3), true}, {"\x7F", true}, {"\x80", false},
+      {"\xC2\x80", true}, {"\xDF\xBF", true}, {"\xC1\xBF", false}, {"\xC3", false}, {"\xC3\x28", false},
+      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true}, {"\xE0\x9F\xBF", false}, {"\xED\x9F\xBF", true},
+      {"\xEE\x80\x80", true}, {"\xED\xA0\x80", false}, {"\xED\xBF\xBF", false}, {"\xF0\x90\x80\x80", true},
+      {"\xF4\x8F\xBF\xBF", true}, {"\xF0\x8F\xBF\xBF", false}, {"\xF4\x90\x80\x80", false},
+      {"\xF8\x88\x80\x80\x80", false}, {"\xFE", false}, {"\xFF", false}, {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},
   };
   for (const auto& [text, valid] : cases) {
     EXPECT_EQ(isValidUTF8(text), valid) << ::testing::PrintToString(std::string(text));
@@ -259,29 +167,5 @@ TEST(TextTest, Utf8ValidationAtEveryBoundary) {
   }
 }
 
-TEST(TextTest, UuidTextIsVersionFourUpperCase) {
-  std::set<std::string> seen;
-  for (int i = 0; i < 100; ++i) {
-    const std::string uuid = makeUUIDString();
-    ASSERT_EQ(uuid.size(), 36u);
-    for (std::size_t k = 0; k < uuid.size(); ++k) {
-      if (k == 8 || k == 13 || k == 18 || k == 23)
-        ASSERT_EQ(uuid[k], '-') << uuid;
-      else
-        ASSERT_NE(std::string("0123456789ABCDEF").find(uuid[k]), std::string::npos) << uuid;
-    }
-    EXPECT_EQ(uuid[14], '4');
-    EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos);
-    seen.insert(uuid);
-  }
-  EXPECT_EQ(seen.size(), 100u);
-}
-
 }  // namespace
 }  // namespace orvane
-
-TEST(VersionTest, VersionSymbolsHoldTheFrameworkVersion) {
-  EXPECT_EQ(OrvaneVersionNumber, 158.0);
-  EXPECT_STREQ(reinterpret_cast<const char*>(OrvaneVersionString),
-               "@(#)PROGRAM:Orvane  PROJECT:Tamsel-158\n");
-}

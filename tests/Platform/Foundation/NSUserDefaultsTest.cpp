@@ -5,16 +5,11 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "orvane/Platform/Foundation/Environment.h"
-#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 
@@ -26,16 +21,18 @@ namespace stdfs = std::filesystem;
 std::string text(const std::optional<Data>& data) {
   return data ? std::string(data->begin(), data->end()) : "<none>";
 }
+std::string valueIn(const stdfs::path& file, std::string_view key) {
+  return text(NSUserDefaults::initWithPath(file)->dataForKey(key));
+}
+std::size_t lineCount(const std::string& s) { return std::count(s.begin(), s.end(), '\n'); }
 
-// Every file in the directory whose name starts with the prefix.
-std::vector<stdfs::path> filesStartingWith(const stdfs::path& dir, const std::string& prefix) {
+// Files in the directory that the defaults moved aside as damaged.
+std::vector<stdfs::path> movedAside(const stdfs::path& dir) {
   std::vector<stdfs::path> found;
   for (const auto& entry : stdfs::directory_iterator(dir))
-    if (entry.path().filename().string().rfind(prefix, 0) == 0) found.push_back(entry.path());
+    if (entry.path().filename().string().starts_with("defaults.sqlite3.damaged-")) found.push_back(entry.path());
   return found;
 }
-
-std::size_t lineCount(const std::string& s) { return std::count(s.begin(), s.end(), '\n'); }
 
 // A database of 200 values of 3000 bytes.
 const stdfs::path& fill(const stdfs::path& file) {
@@ -44,39 +41,29 @@ const stdfs::path& fill(const stdfs::path& file) {
   return file;
 }
 
-TEST(NSUserDefaultsTest, ValuesPersistAcrossInstancesAndKeepEmptyAndBinaryValues) {
+TEST(NSUserDefaultsTest, ValuesPersistAndAreVisibleToAnotherConnectionAtOnce) {
   testing::TempDir dir;
   const stdfs::path file = dir / "nested" / "defaults.sqlite3";
   const Data binary{0, 1, 2, 0, 255};
-  {
-    auto defaults = NSUserDefaults::initWithPath(file);
-    EXPECT_FALSE(defaults->dataForKey("missing"));
-    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("one"), "a"));
-    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("replaced"), "a"));
-    EXPECT_TRUE(defaults->setObjectForKey({}, "empty"));
-    EXPECT_TRUE(defaults->setObjectForKey(binary, ""));
-    EXPECT_TRUE(defaults->setObjectForKey(bytesOf("gone"), "b"));
-    EXPECT_TRUE(defaults->removeObjectForKey("b"));
-    EXPECT_TRUE(defaults->removeObjectForKey("never-set"));
-  }
-  auto reopened = NSUserDefaults::initWithPath(file);
-  EXPECT_EQ(text(reopened->dataForKey("a")), "replaced");
-  ASSERT_TRUE(reopened->dataForKey("empty"));  // an empty value is still a value
-  EXPECT_TRUE(reopened->dataForKey("empty")->empty());
-  EXPECT_EQ(reopened->dataForKey(""), binary);
-  EXPECT_FALSE(reopened->dataForKey("b"));
-  EXPECT_EQ(reopened->allKeys(), (std::vector<std::string>{"", "a", "empty"}));
-}
-
-TEST(NSUserDefaultsTest, SetIsVisibleToAnotherConnectionAtOnceAndUsesWal) {
-  testing::TempDir dir;
-  auto writer = NSUserDefaults::initWithPath(dir / "d.sqlite3");
-  auto reader = NSUserDefaults::initWithPath(dir / "d.sqlite3");
+  auto defaults = NSUserDefaults::initWithPath(file), reader = NSUserDefaults::initWithPath(file);
+  EXPECT_FALSE(defaults->dataForKey("missing"));
+  for (const auto& [value, key] : {std::pair{bytesOf("one"), "a"}, {bytesOf("replaced"), "a"}, {ByteView(), "empty"},
+                                   {ByteView(binary), ""}, {bytesOf("gone"), "b"}})
+    EXPECT_TRUE(defaults->setObjectForKey(value, key));
+  EXPECT_TRUE(defaults->removeObjectForKey("b") && defaults->removeObjectForKey("never-set"));
   Data big(5 << 20);
   for (std::size_t i = 0; i < big.size(); ++i) big[i] = static_cast<std::uint8_t>(i * 31 + 7);
-  ASSERT_TRUE(writer->setObjectForKey(big, "big"));
+  ASSERT_TRUE(defaults->setObjectForKey(big, "big"));
   EXPECT_EQ(reader->dataForKey("big"), big);
-  EXPECT_TRUE(stdfs::exists(dir / "d.sqlite3-wal"));
+  EXPECT_TRUE(stdfs::exists(dir / "nested" / "defaults.sqlite3-wal"));
+  defaults.reset(), reader.reset();
+
+  auto reopened = NSUserDefaults::initWithPath(file);
+  EXPECT_EQ(text(reopened->dataForKey("a")), "replaced");
+  EXPECT_EQ(reopened->dataForKey("empty"), Data());  // an empty value is still a value
+  EXPECT_EQ(reopened->dataForKey(""), binary);
+  EXPECT_FALSE(reopened->dataForKey("b"));
+  EXPECT_EQ(reopened->allKeys(), (std::vector<std::string>{"", "a", "big", "empty"}));
 }
 
 TEST(NSUserDefaultsTest, StandardDefaultsFollowTheEnvironment) {
@@ -90,162 +77,115 @@ TEST(NSUserDefaultsTest, StandardDefaultsFollowTheEnvironment) {
     auto b = NSUserDefaults::standardUserDefaults();
     EXPECT_NE(b->path(), a->path());
     EXPECT_FALSE(b->dataForKey("k"));
-
     EnvironmentOverrides renamed = environmentOverrides();
     renamed.applicationIdentifier = "org.orvane.other";
     ScopedEnvironmentOverrides scoped(renamed);
-    EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path().parent_path().filename(),
-              "org.orvane.other");
+    EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path().parent_path().filename(), "org.orvane.other");
   }
   EXPECT_EQ(NSUserDefaults::standardUserDefaults()->path(), a->path());
   EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("k")), "first");
-
   NSUserDefaults::resetStandardUserDefaults();
-  auto fresh = NSUserDefaults::standardUserDefaults();
-  EXPECT_NE(fresh, a);
-  EXPECT_EQ(text(fresh->dataForKey("k")), "first");
+  EXPECT_NE(NSUserDefaults::standardUserDefaults(), a);
+  EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("k")), "first");
 }
 
 // Damaged or unusable files at the database's place: the defaults start
-// empty, one line is logged, the old file survives under another name and
-// the new database works and persists.
-TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndDefaultsStartEmpty) {
-  struct Case {
-    const char* name;
-    void (*damage)(const stdfs::path& file);
-  };
-  const Case cases[] = {
-      {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }},
-      {"truncated",
-       [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }},
-      {"overwritten pages",
-       [](const stdfs::path& file) {
-         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
-             .seekp(4096)
-             .write(std::string(8192, '\x5a').data(), 8192);
-       }},
-      {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    testing::TempDir dir;
-    const stdfs::path file = dir / "defaults.sqlite3";
-    c.damage(file);
-    const auto sizeBefore = stdfs::is_regular_file(file) ? stdfs::file_size(file) : 0;
-
-    auto result = testing::runInChild([&] {
-      auto d = NSUserDefaults::initWithPath(file);
-      if (d->dataForKey("1") || !d->allKeys().empty()) return 1;
-      if (!d->setObjectForKey(bytesOf("after"), "key")) return 2;
-      return 0;
-    });
-    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-    EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
-    EXPECT_NE(result.stderrText.find("moved it to"), std::string::npos) << result.stderrText;
-
-    auto aside = filesStartingWith(dir.path(), "defaults.sqlite3.damaged-");
-    ASSERT_FALSE(aside.empty());
-    if (sizeBefore > 0) {
-      bool kept = false;
-      for (const auto& p : aside)
-        if (stdfs::is_regular_file(p) && stdfs::file_size(p) == sizeBefore) kept = true;
-      EXPECT_TRUE(kept) << "the damaged file was not kept unchanged";
-    }
-    auto reopened = NSUserDefaults::initWithPath(file);
-    EXPECT_EQ(text(reopened->dataForKey("key")), "after");
-  }
-}
-
-// A healthy database that cannot be opened for a passing reason (no file
-// descriptors left, a file-size limit of 0, no permission) is no damaged one:
-// the call answers nothing with one line, and the file stays where it is,
-// with its values, for the next process.
-TEST(NSUserDefaultsTest, OpenFailuresOtherThanDamageLeaveTheDatabaseAlone) {
-  // Soft limits only: the hard ones may not be raised again.
-  auto setSoftLimit = [](int resource, rlim_t value) {
+// empty, one line is logged, the old file survives under another name and the
+// new database works. A healthy database that cannot be opened for a passing
+// reason (no file descriptors left, a file-size limit of 0, no permission) is
+// no damaged one: the call answers nothing with one line, and the file stays
+// where it is, with its values, for the next process.
+TEST(NSUserDefaultsTest, DamagedDatabaseIsMovedAsideAndPassingFailuresLeaveItAlone) {
+  auto setSoftLimit = [](int resource, rlim_t value) {  // the hard limits may not be raised again
     rlimit limit{};
     getrlimit(resource, &limit);
     limit.rlim_cur = value;
     if (setrlimit(resource, &limit) != 0) std::_Exit(3);
   };
-  struct Case {
+  auto healthy = [](const stdfs::path& file) { NSUserDefaults::initWithPath(file)->setObjectForKey(bytesOf("kept"), "k"); };
+  const struct {
     const char* name;
+    std::function<void(const stdfs::path&)> prepare;
     std::function<void()> inChild;
-  };
-  const Case cases[] = {
-      {"no file descriptors left",
+  } cases[] = {
+      {"garbage", [](const stdfs::path& file) { std::ofstream(file) << std::string(10000, 'x'); }, {}},
+      {"truncated", [](const stdfs::path& file) { stdfs::resize_file(file, stdfs::file_size(fill(file)) / 2); }, {}},
+      {"overwritten pages",
+       [](const stdfs::path& file) {
+         std::fstream(fill(file), std::ios::in | std::ios::out | std::ios::binary)
+             .seekp(4096)
+             .write(std::string(8192, '\x5a').data(), 8192);
+       },
+       {}},
+      {"directory", [](const stdfs::path& file) { stdfs::create_directories(file / "inside"); }, {}},
+      {"no file descriptors left", healthy,
        [&] {
          const int lowestFree = dup(0);
          close(lowestFree);
          setSoftLimit(RLIMIT_NOFILE, static_cast<rlim_t>(lowestFree));
        }},
-      {"file-size limit of 0",
-       [&] {
-         std::signal(SIGXFSZ, SIG_IGN);
-         setSoftLimit(RLIMIT_FSIZE, 0);
-       }},
+      {"file-size limit of 0", healthy, [&] { std::signal(SIGXFSZ, SIG_IGN), setSoftLimit(RLIMIT_FSIZE, 0); }},
+      // Root reads and writes whatever the mode says: become somebody else.
       {"no permission",
-       [] {
-         // Root reads and writes whatever the mode says: become somebody else.
-         if (geteuid() == 0 && setuid(65534) != 0) std::_Exit(4);
-       }},
+       [&](const stdfs::path& file) {
+         healthy(file);
+         stdfs::permissions(file.parent_path(), stdfs::perms::all);  // the directory stays open to all
+         stdfs::permissions(file, stdfs::perms::none);
+       },
+       [] { if (geteuid() == 0 && setuid(65534) != 0) std::_Exit(4); }},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     testing::TempDir dir;
     const stdfs::path file = dir / "defaults.sqlite3";
-    ASSERT_TRUE(NSUserDefaults::initWithPath(file)->setObjectForKey(bytesOf("kept"), "k"));
-    const bool noPermission = std::string(c.name) == "no permission";
-    if (noPermission) {
-      stdfs::permissions(dir.path(), stdfs::perms::all);  // the directory stays open to all
-      stdfs::permissions(file, stdfs::perms::none);
-    }
+    c.prepare(file);
+    const bool damaged = !c.inChild;
+    const auto sizeBefore = stdfs::is_regular_file(file) ? stdfs::file_size(file) : 0;
     auto result = testing::runInChild([&] {
-      c.inChild();
+      if (c.inChild) c.inChild();
       auto d = NSUserDefaults::initWithPath(file);
-      return d->dataForKey("k") ? 1 : 0;
+      if (!damaged) return d->dataForKey("k") ? 1 : 0;
+      if (d->dataForKey("1") || !d->allKeys().empty()) return 1;
+      return d->setObjectForKey(bytesOf("after"), "key") ? 0 : 2;
     });
-    if (noPermission) stdfs::permissions(file, stdfs::perms::owner_read | stdfs::perms::owner_write);
+    stdfs::permissions(file, stdfs::perms::owner_read | stdfs::perms::owner_write);
     EXPECT_EQ(result.exitCode, 0) << result.stderrText;
     EXPECT_EQ(lineCount(result.stderrText), 1u) << result.stderrText;
-    EXPECT_TRUE(filesStartingWith(dir.path(), "defaults.sqlite3.damaged-").empty());
-    EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "kept");
+    EXPECT_EQ(result.stderrText.find("moved it to") != std::string::npos, damaged) << result.stderrText;
+    const auto aside = movedAside(dir.path());
+    EXPECT_EQ(aside.empty(), !damaged);
+    EXPECT_TRUE(sizeBefore == 0 || !damaged || std::any_of(aside.begin(), aside.end(), [&](const stdfs::path& p) {
+                  return stdfs::is_regular_file(p) && stdfs::file_size(p) == sizeBefore;
+                })) << "the damaged file was not kept unchanged";
+    EXPECT_EQ(valueIn(file, damaged ? "key" : "k"), damaged ? "after" : "kept");
   }
 }
 
-TEST(NSUserDefaultsTest, DatabaseThatCannotBeCreatedAnswersNothingUntilItCan) {
+// A database that cannot be made answers nothing, with a line per failed
+// call, until it can; a file moved away by another process is made anew.
+TEST(NSUserDefaultsTest, MissingDatabaseIsMadeOnceTheWayIsFree) {
   testing::TempDir dir;
-  std::ofstream(dir / "not-a-directory") << "x";
+  const stdfs::path file = dir / "blocked" / "defaults.sqlite3";
+  std::ofstream(dir / "blocked") << "x";
   auto result = testing::runInChild([&] {
-    auto d = NSUserDefaults::initWithPath(dir / "not-a-directory" / "defaults.sqlite3");
+    auto d = NSUserDefaults::initWithPath(file);
     if (d->setObjectForKey(bytesOf("v"), "k") || d->dataForKey("k")) return 1;
-    // Once the way is free, the same instance makes the database.
-    stdfs::remove(dir / "not-a-directory");
+    stdfs::remove(dir / "blocked");
     if (!d->setObjectForKey(bytesOf("v"), "k")) return 2;
     if (!d->removeObjectForKey("other")) return 4;  // succeeds, and logs nothing
     return text(d->dataForKey("k")) == "v" ? 0 : 3;
   });
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  EXPECT_EQ(lineCount(result.stderrText), 2u) << result.stderrText;  // one per failed call
-  EXPECT_EQ(text(NSUserDefaults::initWithPath(dir / "not-a-directory" / "defaults.sqlite3")
-                     ->dataForKey("k")),
-            "v");
-}
+  EXPECT_EQ(lineCount(result.stderrText), 2u) << result.stderrText;
+  EXPECT_EQ(valueIn(file, "k"), "v");
 
-TEST(NSUserDefaultsTest, FileMovedAwayByAnotherProcessIsReopened) {
-  testing::TempDir dir;
-  const stdfs::path file = dir / "defaults.sqlite3";
   auto d = NSUserDefaults::initWithPath(file);
   ASSERT_TRUE(d->setObjectForKey(bytesOf("old"), "k"));
-  for (const char* suffix : {"", "-wal", "-shm"}) {
-    stdfs::path from = file, to = dir / "elsewhere";
-    from += suffix;
-    to += suffix;
-    if (stdfs::exists(from)) stdfs::rename(from, to);
-  }
+  for (const char* suffix : {"", "-wal", "-shm"})
+    if (stdfs::exists(file.string() + suffix)) stdfs::rename(file.string() + suffix, (dir / "elsewhere").string() + suffix);
   EXPECT_FALSE(d->dataForKey("k"));
   ASSERT_TRUE(d->setObjectForKey(bytesOf("new"), "k"));
-  EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "new");
+  EXPECT_EQ(valueIn(file, "k"), "new");
 }
 
 // Two processes of one application write their own keys in a loop at the
@@ -253,31 +193,23 @@ TEST(NSUserDefaultsTest, FileMovedAwayByAnotherProcessIsReopened) {
 TEST(NSUserDefaultsConcurrencyTest, TwoProcessesWritingDifferentKeysLoseNothing) {
   testing::TempDir dir;
   const stdfs::path file = dir / "defaults.sqlite3";
-  constexpr int kKeys = 8, kRounds = 150;
+  auto key = [](int p, int k) { return "p" + std::to_string(p) + "-" + std::to_string(k); };
   std::vector<std::unique_ptr<testing::ChildProcess>> children;
   for (int p = 0; p < 2; ++p)
     children.push_back(std::make_unique<testing::ChildProcess>(
         [&, p] {
           auto d = NSUserDefaults::initWithPath(file);
-          for (int round = 0; round < kRounds; ++round)
-            for (int k = 0; k < kKeys; ++k) {
-              const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
-              if (!d->setObjectForKey(bytesOf(key + "@" + std::to_string(round)), key)) return 1;
-            }
+          for (int round = 0; round < 150; ++round)
+            for (int k = 0; k < 8; ++k)
+              if (!d->setObjectForKey(bytesOf(key(p, k) + "@" + std::to_string(round)), key(p, k))) return 1;
           return 0;
         },
         true));
   for (auto& child : children) child->release();  // both start at once
-  for (auto& child : children) {
-    const auto result = child->wait();
-    EXPECT_EQ(result.exitCode, 0) << result.stderrText;
-  }
+  for (auto& child : children) EXPECT_EQ(child->wait().exitCode, 0);
   auto d = NSUserDefaults::initWithPath(file);
   for (int p = 0; p < 2; ++p)
-    for (int k = 0; k < kKeys; ++k) {
-      const std::string key = "p" + std::to_string(p) + "-" + std::to_string(k);
-      EXPECT_EQ(text(d->dataForKey(key)), key + "@" + std::to_string(kRounds - 1));
-    }
+    for (int k = 0; k < 8; ++k) EXPECT_EQ(text(d->dataForKey(key(p, k))), key(p, k) + "@149");
 }
 
 // Another process holds the write lock past one busy timeout: the write waits,
@@ -300,7 +232,7 @@ TEST(NSUserDefaultsConcurrencyTest, WriteOutlastsALockHeldBeyondTheBusyTimeout) 
   ASSERT_TRUE(holder.waitForText("locked\n"));
   EXPECT_TRUE(d->setObjectForKey(bytesOf("after"), "k"));
   EXPECT_EQ(holder.wait().exitCode, 0);
-  EXPECT_EQ(text(NSUserDefaults::initWithPath(file)->dataForKey("k")), "after");
+  EXPECT_EQ(valueIn(file, "k"), "after");
 }
 
 TEST(NSUserDefaultsConcurrencyTest, ThreadsShareOneInstance) {
@@ -310,15 +242,12 @@ TEST(NSUserDefaultsConcurrencyTest, ThreadsShareOneInstance) {
     threads.emplace_back([t] {
       for (int i = 0; i < 50; ++i) {
         auto d = NSUserDefaults::standardUserDefaults();
-        const std::string key = "t" + std::to_string(t);
-        d->setObjectForKey(bytesOf(std::to_string(i)), key);
-        d->dataForKey(key);
+        d->setObjectForKey(bytesOf(std::to_string(i)), "t" + std::to_string(t));
+        d->dataForKey("t" + std::to_string(t));
       }
     });
   for (auto& th : threads) th.join();
-  for (int t = 0; t < 4; ++t)
-    EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("t" + std::to_string(t))),
-              "49");
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(text(NSUserDefaults::standardUserDefaults()->dataForKey("t" + std::to_string(t))), "49");
 }
 
 }  // namespace
