@@ -227,6 +227,8 @@ def make(directory):
     exif = Image.Exif()
     exif[0x0112] = 6
     c.pillow("jpeg_exif", "jpg", photo, 3, tolerance=1, orientation=6, dpi=150, quality=90, exif=exif.tobytes())
+    big_icc = SRGB_ICC + bytes(140000)  # three APP2 chunks, put back together in order
+    c.pillow("jpeg_icc", "jpg", photo, 3, tolerance=1, quality=90, icc=len(big_icc), icc_profile=big_icc)
 
     # TIFF: modes and compressions Pillow writes; tiles, planes and depths it cannot, by hand.
     for mode, ch, bits in (("1", 1, 8), ("L", 1, 8), ("LA", 2, 8), ("P", 3, 8), ("RGB", 3, 8), ("RGBA", 4, 8),
