@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Categories/NSColorColorEffect.h"
 #include "orvane/Categories/NSViewDarkMode.h"
 #include "orvane/Categories/NSWindowDarkmode.h"
-#include "orvane/Platform/Foundation/Environment.h"
-#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/AppKit/NSApplication.h"
 
 namespace orvane {
@@ -14,10 +13,10 @@ std::shared_ptr<const NSAppearance> named(std::string_view name) {
   return std::make_shared<const NSAppearance>(std::string(name));
 }
 
-EnvironmentOverrides runningAs(OperatingSystemVersion version) {
+ScopedEnvironmentOverrides runningAs(OperatingSystemVersion version) {
   EnvironmentOverrides o;
   o.systemVersion = version;
-  return o;
+  return ScopedEnvironmentOverrides(o);
 }
 
 class DarkModeTest : public ::testing::Test {
@@ -26,12 +25,8 @@ class DarkModeTest : public ::testing::Test {
 };
 
 TEST_F(DarkModeTest, OnlyTheFourDarkNamesAreDarkAndOnlyFrom10_14) {
-  struct Case {
-    std::string_view name;
-    bool dark;
-  };
   // Exact equality: no prefix, case or closest-match tricks.
-  const Case cases[] = {
+  const std::pair<std::string_view, bool> cases[] = {
       {NSAppearanceNameDarkAqua, true}, {NSAppearanceNameVibrantDark, true},
       {NSAppearanceNameAccessibilityHighContrastDarkAqua, true},
       {NSAppearanceNameAccessibilityHighContrastVibrantDark, true}, {NSAppearanceNameAqua, false},
@@ -40,21 +35,17 @@ TEST_F(DarkModeTest, OnlyTheFourDarkNamesAreDarkAndOnlyFrom10_14) {
       {"NSAppearanceNameDarkAqua ", false}, {"nsappearancenamedarkaqua", false},
       {"NSAppearanceNameDarkAquaCustom", false}, {"NSAppearanceNameDark", false}, {"", false},
   };
-  const OperatingSystemVersion versions[] = {
-      {10, 14, 0}, {10, 15, 7}, {11, 0, 0}, {10, 13, 6}, {10, 9, 0}};
-  for (const auto& version : versions) {
-    ScopedEnvironmentOverrides scoped(runningAs(version));
+  for (const OperatingSystemVersion version :
+       {OperatingSystemVersion{10, 14, 0}, {10, 15, 7}, {11, 0, 0}, {10, 13, 6}, {10, 9, 0}}) {
+    auto scoped = runningAs(version);
     const bool hasDarkMode = version >= OperatingSystemVersion{10, 14, 0};
-    for (const Case& c : cases) {
-      SCOPED_TRACE(::testing::Message()
-                   << version.majorVersion << "." << version.minorVersion << " " << c.name);
-      EXPECT_EQ(NSWindowDarkmode::darkModeAppearance(named(c.name)), c.dark && hasDarkMode);
-    }
+    for (const auto& [name, dark] : cases)
+      EXPECT_EQ(NSWindowDarkmode::darkModeAppearance(named(name)), dark && hasDarkMode)
+          << version.majorVersion << "." << version.minorVersion << " " << name;
     EXPECT_FALSE(NSWindowDarkmode::darkModeAppearance(nullptr));
     // The shared platform objects answer as their names do.
     EXPECT_EQ(NSWindowDarkmode::darkModeAppearance(
-                  NSAppearance::appearanceNamed(NSAppearanceNameVibrantDark)),
-              hasDarkMode);
+                  NSAppearance::appearanceNamed(NSAppearanceNameVibrantDark)), hasDarkMode);
   }
 }
 
@@ -69,34 +60,27 @@ TEST_F(DarkModeTest, WindowAnswersFromItsOwnAppearanceElseTheApplication) {
   app.setAppearance(nullptr);
   window->setAppearance(named(NSAppearanceNameAccessibilityHighContrastVibrantDark));
   EXPECT_TRUE(NSWindowDarkmode::darkMode(*window));
-  {
-    ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
-    EXPECT_FALSE(NSWindowDarkmode::darkMode(*window));
-  }
+  auto scoped = runningAs({10, 13, 6});
+  EXPECT_FALSE(NSWindowDarkmode::darkMode(*window));
 }
 
 TEST_F(DarkModeTest, ViewAsksItsWindowElseTheApplicationNeverItself) {
   NSApplication& app = NSApplication::sharedApplication();
   app.setAppearance(named(NSAppearanceNameDarkAqua));
-  auto view = NSView::init();
+  auto view = NSView::init(), root = NSView::init();
+  auto window = NSWindow::init();
   view->setAppearance(named(NSAppearanceNameAqua));  // ignored by the dark test
   EXPECT_TRUE(NSViewDarkMode::darkMode(*view));
-
-  auto window = NSWindow::init();
   window->setAppearance(named(NSAppearanceNameAqua));
-  auto root = NSView::init();
   window->setContentView(root);
   root->addSubview(view);
   EXPECT_FALSE(NSViewDarkMode::darkMode(*view));
-
   view->setAppearance(named(NSAppearanceNameVibrantDark));
   root->setAppearance(named(NSAppearanceNameVibrantDark));
   EXPECT_FALSE(NSViewDarkMode::darkMode(*view)) << "own and superview appearances are ignored";
-
   window->setAppearance(nullptr);  // the window now follows the dark application
   EXPECT_TRUE(NSViewDarkMode::darkMode(*view));
   window->setAppearance(named(NSAppearanceNameAqua));
-
   view->removeFromSuperview();
   EXPECT_TRUE(NSViewDarkMode::darkMode(*view)) << "out of the window: the application again";
   app.setAppearance(named(NSAppearanceNameVibrantLight));
@@ -105,17 +89,17 @@ TEST_F(DarkModeTest, ViewAsksItsWindowElseTheApplicationNeverItself) {
 
 TEST_F(DarkModeTest, DisableColorHalvesAlphaFrom10_14AndWashesTowardWhiteBefore) {
   auto color = NSColor::colorWithSRGBRedGreenBlueAlpha(0.2, 0.4, 0.0, 0.8);
-  auto expect = [&](double r, double g, double b, double a) {
+  for (const auto& [version, r, g, b, a] : std::initializer_list<
+           std::tuple<OperatingSystemVersion, double, double, double, double>>{
+           {{10, 14, 0}, 0.2, 0.4, 0.0, 0.4}, {{10, 13, 6}, 0.6, 0.7, 0.5, 0.8}}) {
+    auto scoped = runningAs(version);
     auto disabled = NSColorColorEffect::disableColor(*color);
     ASSERT_NE(disabled, nullptr);
     EXPECT_DOUBLE_EQ(disabled->redComponent(), r);
     EXPECT_DOUBLE_EQ(disabled->greenComponent(), g);
     EXPECT_DOUBLE_EQ(disabled->blueComponent(), b);
     EXPECT_EQ(disabled->alphaComponent(), a);
-  };
-  expect(0.2, 0.4, 0.0, 0.4);
-  ScopedEnvironmentOverrides scoped(runningAs({10, 13, 6}));
-  expect(0.6, 0.7, 0.5, 0.8);
+  }
   EXPECT_EQ(color->alphaComponent(), 0.8);  // the receiver is untouched
 }
 

@@ -6,8 +6,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -32,48 +30,39 @@ Data bookmarkOf(const stdfs::path& url) {
   return bookmark.value_or(Data());
 }
 
-void appendUInt32(Data& out, std::uint32_t value) {
-  for (int shift = 0; shift < 32; shift += 8)
-    out.push_back(static_cast<std::uint8_t>(value >> shift));
-}
-
 // A bookmark record written by hand, so that the layout hosts keep on disk is
 // pinned independently of the code that writes it.
 Data record(std::uint32_t version, std::uint32_t length, const std::string& path) {
   Data out{'O', 'V', 'B', 'M'};
-  appendUInt32(out, version);
-  appendUInt32(out, length);
+  for (const std::uint32_t value : {version, length})
+    for (int shift = 0; shift < 32; shift += 8) out.push_back(std::uint8_t(value >> shift));
   out.insert(out.end(), path.begin(), path.end());
   return out;
 }
 
 TEST(NSURLSecurityDataTest, ResolvesToTheLocationWithOneAccessOpenPerResolution) {
   TempDir dir;
-  const stdfs::path file = makeFile(dir / "photo.jpg");
+  const stdfs::path file = makeFile(dir / "photo.jpg"), unusual = makeFile(dir / "été 2024 #1.jpg");
   stdfs::create_directory(dir / "album");
   stdfs::create_symlink(file, dir / "link.jpg");
-  const stdfs::path unusual = makeFile(dir / "été 2024 #1.jpg");
-  struct Case {
-    stdfs::path given;
-    stdfs::path resolved;
-  } const cases[] = {
+  const std::pair<stdfs::path, stdfs::path> cases[] = {
       {file, stdfs::canonical(file)},
       {dir / "album", stdfs::canonical(dir / "album")},
       {dir / "album" / ".." / "photo.jpg", stdfs::canonical(file)},
       {dir / "link.jpg", stdfs::canonical(file)},  // the link's target
       {unusual, stdfs::canonical(unusual)},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.given);
-    const Data bookmark = bookmarkOf(c.given);
+  for (const auto& [given, resolved] : cases) {
+    SCOPED_TRACE(given);
+    const Data bookmark = bookmarkOf(given);
     for (std::uint64_t open = 1; open <= 2; ++open) {
-      EXPECT_EQ(NSURLSecurityData::urlWithBookmarkData(bookmark), c.resolved);
-      EXPECT_EQ(securityScopedAccessCount(c.resolved), open);
+      EXPECT_EQ(NSURLSecurityData::urlWithBookmarkData(bookmark), resolved);
+      EXPECT_EQ(securityScopedAccessCount(resolved), open);
     }
-    stopAccessingSecurityScopedResource(c.resolved);
-    EXPECT_EQ(securityScopedAccessCount(c.resolved), 1u);
-    stopAccessingSecurityScopedResource(c.resolved);
-    EXPECT_EQ(securityScopedAccessCount(c.resolved), 0u);
+    for (std::uint64_t open = 2; open-- > 0;) {
+      stopAccessingSecurityScopedResource(resolved);
+      EXPECT_EQ(securityScopedAccessCount(resolved), open);
+    }
   }
 }
 
@@ -105,64 +94,49 @@ TEST(NSURLSecurityDataTest, NothingForBytesThatAreNotABookmark) {
   const Data valid = record(1, length, path);
   std::string withZero = path;
   withZero.insert(withZero.size() - 1, 1, '\0');
-
-  struct Case {
-    const char* what;
-    Data bytes;
-  };
-  std::vector<Case> cases = {
-      {"empty", {}},
-      {"header cut short", Data(valid.begin(), valid.begin() + 11)},
+  const std::pair<const char*, Data> cases[] = {
+      {"empty", {}}, {"header cut short", Data(valid.begin(), valid.begin() + 11)},
       {"path cut short", Data(valid.begin(), valid.end() - 1)},
       {"byte after the path", record(1, length, path + "x")},
       {"other magic", dataOf("OVBX" + std::string(valid.begin() + 4, valid.end()))},
-      {"version 0", record(0, length, path)},
-      {"version 2", record(2, length, path)},
+      {"version 0", record(0, length, path)}, {"version 2", record(2, length, path)},
       {"length too large", record(1, length + 1, path)},
       {"length too small", record(1, length - 1, path)},
-      {"length beyond any buffer", record(1, 0xFFFFFFFFu, path)},
-      {"no path", record(1, 0, "")},
-      {"relative path", record(1, 5, "a.png")},
-      {"zero inside the path", record(1, length + 1, withZero)},
+      {"length beyond any buffer", record(1, 0xFFFFFFFFu, path)}, {"no path", record(1, 0, "")},
+      {"relative path", record(1, 5, "a.png")}, {"zero inside", record(1, length + 1, withZero)},
       {"path longer than the system allows", record(1, 4096, "/" + std::string(4095, 'a'))},
       {"not a bookmark at all", dataOf("/etc/hostname")},
   };
-  for (const auto& c : cases)
-    EXPECT_FALSE(NSURLSecurityData::urlWithBookmarkData(c.bytes)) << c.what;
+  for (const auto& [what, bytes] : cases)
+    EXPECT_FALSE(NSURLSecurityData::urlWithBookmarkData(bytes)) << what;
   EXPECT_EQ(securityScopedAccessCount(path), 0u);
   EXPECT_EQ(securityScopedAccessCount(stdfs::path(path).filename()), 0u);
 }
 
 TEST(NSURLSecurityDataTest, NothingWhenThisProcessCannotOpenTheLocation) {
+  using P = stdfs::perms;
   TempDir dir;
-  stdfs::permissions(dir.path(), stdfs::perms::owner_all | stdfs::perms::group_read |
-                                     stdfs::perms::group_exec | stdfs::perms::others_read |
-                                     stdfs::perms::others_exec);
-  const stdfs::path unreadable = makeFile(dir / "secret.png");
-  const stdfs::path readable = makeFile(dir / "public.png");
+  stdfs::permissions(dir.path(), P::owner_all | P::group_read | P::group_exec | P::others_read |
+                                     P::others_exec);
+  const stdfs::path unreadable = makeFile(dir / "secret.png"), readable = makeFile(dir / "pub.png");
   stdfs::create_directory(dir / "locked");
   stdfs::create_directory(dir / "open");
-  stdfs::permissions(unreadable, stdfs::perms::none);
-  stdfs::permissions(
-      readable, stdfs::perms::owner_read | stdfs::perms::group_read | stdfs::perms::others_read);
-  stdfs::permissions(dir / "locked", stdfs::perms::owner_read | stdfs::perms::group_read |
-                                         stdfs::perms::others_read);  // listable, not searchable
-  stdfs::permissions(dir / "open", stdfs::perms::owner_exec | stdfs::perms::group_exec |
-                                       stdfs::perms::others_exec);  // searchable only
+  stdfs::permissions(unreadable, P::none);
+  stdfs::permissions(readable, P::owner_read | P::group_read | P::others_read);
+  // Listable but not searchable; searchable only.
+  stdfs::permissions(dir / "locked", P::owner_read | P::group_read | P::others_read);
+  stdfs::permissions(dir / "open", P::owner_exec | P::group_exec | P::others_exec);
   const Data secret = bookmarkOf(unreadable), pub = bookmarkOf(readable),
              locked = bookmarkOf(dir / "locked"), open = bookmarkOf(dir / "open");
-
   auto child = testing::runInChild([&] {
     // The superuser opens everything: test as an ordinary user instead.
     if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return 10;
-    int faults = 0;
-    if (NSURLSecurityData::urlWithBookmarkData(secret)) faults |= 1;
-    if (NSURLSecurityData::urlWithBookmarkData(locked)) faults |= 2;
-    if (!NSURLSecurityData::urlWithBookmarkData(pub)) faults |= 4;
-    if (!NSURLSecurityData::urlWithBookmarkData(open)) faults |= 8;
-    if (securityScopedAccessCount(unreadable) != 0) faults |= 16;
-    if (securityScopedAccessCount(readable) != 1) faults |= 32;
-    return faults;
+    return (NSURLSecurityData::urlWithBookmarkData(secret) ? 1 : 0) |
+           (NSURLSecurityData::urlWithBookmarkData(locked) ? 2 : 0) |
+           (NSURLSecurityData::urlWithBookmarkData(pub) ? 0 : 4) |
+           (NSURLSecurityData::urlWithBookmarkData(open) ? 0 : 8) |
+           (securityScopedAccessCount(unreadable) != 0 ? 16 : 0) |
+           (securityScopedAccessCount(readable) != 1 ? 32 : 0);
   });
   EXPECT_EQ(child.exitCode, 0) << child.stderrText;
 }
@@ -170,9 +144,7 @@ TEST(NSURLSecurityDataTest, NothingWhenThisProcessCannotOpenTheLocation) {
 TEST(NSURLSecurityDataTest, AccessesAreCountedPerLocationAndNeverBelowZero) {
   TempDir dir;
   const stdfs::path a = makeFile(dir / "a"), b = makeFile(dir / "b");
-  EXPECT_TRUE(startAccessingSecurityScopedResource(a));
-  EXPECT_TRUE(startAccessingSecurityScopedResource(a));
-  EXPECT_TRUE(startAccessingSecurityScopedResource(b));
+  for (const auto& url : {a, a, b}) EXPECT_TRUE(startAccessingSecurityScopedResource(url));
   EXPECT_EQ(securityScopedAccessCount(a), 2u);
   stopAccessingSecurityScopedResource(b);
   stopAccessingSecurityScopedResource(b);  // one more stop than starts
@@ -189,12 +161,12 @@ TEST(NSURLSecurityDataConcurrencyTest, AccessCountsStayBalancedAcrossThreads) {
   TempDir dir;
   const stdfs::path file = stdfs::canonical(makeFile(dir / "shared.png"));
   const Data bookmark = bookmarkOf(file);
-  constexpr int kThreads = 4, kRounds = 200, kHeld = 5;
+  constexpr int kHeld = 5;
   std::vector<std::thread> threads;
   std::atomic<int> faults{0};
-  for (int t = 0; t < kThreads; ++t)
+  for (int t = 0; t < 4; ++t)
     threads.emplace_back([&] {
-      for (int round = 0; round < kRounds; ++round) {
+      for (int round = 0; round < 200; ++round) {
         for (int i = 0; i < kHeld; ++i)
           if (NSURLSecurityData::urlWithBookmarkData(bookmark) != file) faults.fetch_add(1);
         // This thread's own accesses are open, whatever the others do.
