@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <stdlib.h>
 
 #include <limits>
@@ -13,86 +12,57 @@
 namespace orvane {
 namespace {
 
-// Overrides that set the main screen alone.
-EnvironmentOverrides screenOverride(MainScreenOverride screen) {
-  EnvironmentOverrides overrides;
-  overrides.mainScreen = screen;
-  return overrides;
-}
-
 TEST(NSScreenTest, DesktopSessionGivesAScreenScaledByTheToolkitVariables) {
-  struct Case {
-    std::map<std::string, std::string> variables;
-    bool present;
-    double scale;
+  // Scale 0: no screen. A value that is not a positive finite number, whole, does not count.
+  const std::pair<std::map<std::string, std::string>, double> cases[] = {
+      {{}, 0}, {{{"DISPLAY", ""}}, 0}, {{{"GDK_SCALE", "2"}}, 0}, {{{"DISPLAY", ":0"}}, 1},
+      {{{"WAYLAND_DISPLAY", "wayland-0"}, {"GDK_SCALE", "2"}}, 2},
+      {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "1.5"}}, 1.5},
+      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "3"}, {"QT_SCALE_FACTOR", "1.5"}}, 3},
+      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "2x"}, {"QT_SCALE_FACTOR", "1.25"}}, 1.25},
+      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "0"}}, 1}, {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "inf"}}, 1},
   };
-  const Case cases[] = {
-      {{}, false, 0},
-      {{{"DISPLAY", ""}}, false, 0},
-      {{{"GDK_SCALE", "2"}}, false, 0},
-      {{{"DISPLAY", ":0"}}, true, 1},
-      {{{"WAYLAND_DISPLAY", "wayland-0"}, {"GDK_SCALE", "2"}}, true, 2},
-      {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "1.5"}}, true, 1.5},
-      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "3"}, {"QT_SCALE_FACTOR", "1.5"}}, true, 3},
-      // A value that is not a positive finite number, whole, does not count.
-      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "2x"}, {"QT_SCALE_FACTOR", "1.25"}}, true, 1.25},
-      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "0"}}, true, 1},
-      {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "inf"}}, true, 1},
-  };
-  for (const Case& c : cases) {
+  for (const auto& [variables, scale] : cases) {
     const auto screen = sessionScreen([&](const char* name) -> const char* {
-      auto it = c.variables.find(name);
-      return it == c.variables.end() ? nullptr : it->second.c_str();
+      auto it = variables.find(name);
+      return it == variables.end() ? nullptr : it->second.c_str();
     });
-    SCOPED_TRACE(testing::PrintToString(c.variables));
-    ASSERT_EQ(screen != nullptr, c.present);
+    SCOPED_TRACE(testing::PrintToString(variables));
+    ASSERT_EQ(screen != nullptr, scale != 0);
     if (!screen) continue;
-    EXPECT_EQ(screen->backingScaleFactor(), c.scale);
-    EXPECT_EQ(screen->resolution(), (CGSize{72 * c.scale, 72 * c.scale}));
+    EXPECT_EQ(screen->resolution(), (CGSize{72 * scale, 72 * scale}));
+    EXPECT_EQ(screen->backingScaleFactor(), scale);
   }
 }
 
-class MainScreenTest : public testing::Test {
- protected:
-  void TearDown() override { NSScreen::resetMainScreen(); }
-};
-
-TEST_F(MainScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth) {
+TEST(NSScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth) {
   setenv("DISPLAY", ":7", 1);
   unsetenv("GDK_SCALE");
   unsetenv("QT_SCALE_FACTOR");
   ASSERT_NE(NSScreen::mainScreen(), nullptr);
   EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 1.0);
-
   NSScreen::setNoMainScreen();
   EXPECT_EQ(NSScreen::mainScreen(), nullptr) << "a headless host in a desktop session";
-
   ASSERT_TRUE(NSScreen::setMainScreen({144, 150}, 2));
-  auto screen = NSScreen::mainScreen();
-  ASSERT_NE(screen, nullptr);
-  EXPECT_EQ(screen->resolution(), (CGSize{144, 150}));
-  EXPECT_EQ(screen->backingScaleFactor(), 2.0);
-  const NSDictionary description = screen->deviceDescription();  // a value: keep it alive
+  const NSDictionary description = NSScreen::mainScreen()->deviceDescription();  // keep it alive
   const NSPropertyValue* resolution = description.objectForKey("NSDeviceResolution");
   ASSERT_NE(resolution, nullptr);
   EXPECT_EQ(resolution->sizeValue(), (CGSize{144, 150}));
-
   EXPECT_FALSE(NSScreen::setMainScreen({0, 72}, 1));
   EXPECT_FALSE(NSScreen::setMainScreen({72, 72}, std::numeric_limits<double>::quiet_NaN()));
   EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0) << "refused: kept";
-
-  {
-    ScopedEnvironmentOverrides none(screenOverride(MainScreenOverride{}));
-    EXPECT_EQ(NSScreen::mainScreen(), nullptr);
+  for (const auto& [declared, scale] : {std::pair{MainScreenOverride{}, 0.0},
+                                        std::pair{MainScreenOverride{true, {220, 220}, 3}, 3.0}}) {
+    EnvironmentOverrides overrides;
+    overrides.mainScreen = declared;
+    ScopedEnvironmentOverrides scoped(overrides);
+    const auto screen = NSScreen::mainScreen();
+    ASSERT_EQ(screen != nullptr, scale != 0);
+    if (!screen) continue;
+    EXPECT_EQ(screen->resolution(), (CGSize{220, 220}));
+    EXPECT_EQ(screen->backingScaleFactor(), 3.0);
   }
-  {
-    ScopedEnvironmentOverrides retina(screenOverride(MainScreenOverride{true, {220, 220}, 3}));
-    ASSERT_NE(NSScreen::mainScreen(), nullptr);
-    EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 3.0);
-    EXPECT_EQ(NSScreen::mainScreen()->resolution(), (CGSize{220, 220}));
-  }
-  EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0);
-
+  EXPECT_EQ(NSScreen::mainScreen()->resolution(), (CGSize{144, 150}));
   NSScreen::resetMainScreen();
   unsetenv("DISPLAY");
   unsetenv("WAYLAND_DISPLAY");
