@@ -21,7 +21,7 @@ using Pixel = std::array<std::uint8_t, 4>;  // R G B A, premultiplied
 constexpr Pixel kClear{0, 0, 0, 0}, kRed{255, 0, 0, 255}, kBlue{0, 0, 255, 255};
 
 // Sets the main screen alone for the object's lifetime; no scale: no screen.
-struct Screen : EnvironmentOverrides, ScopedEnvironmentOverrides {
+struct Screen : ScopedEnvironmentOverrides {
   explicit Screen(std::optional<double> scale)
       : ScopedEnvironmentOverrides([&] {
           EnvironmentOverrides o;
