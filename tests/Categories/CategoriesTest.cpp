@@ -236,11 +236,19 @@ TEST(NSURLSecurityDataTest, ResolvesToTheLocationWithOneAccessOpenPerResolution)
       EXPECT_EQ(NSURLSecurityData::urlWithBookmarkData(bookmark), resolved);
       EXPECT_EQ(securityScopedAccessCount(resolved), open);
     }
-    for (std::uint64_t open = 2; open-- > 0;) {
+    for (std::uint64_t open = 3; open-- > 0;) {  // one stop more than starts: never below 0
       stopAccessingSecurityScopedResource(resolved);
-      EXPECT_EQ(securityScopedAccessCount(resolved), open);
+      EXPECT_EQ(securityScopedAccessCount(resolved), std::max<std::uint64_t>(open, 1) - 1);
     }
   }
+  // Counted per location; nothing to open is no access.
+  for (const auto& url : {file, file, unusual}) EXPECT_TRUE(startAccessingSecurityScopedResource(url));
+  stopAccessingSecurityScopedResource(unusual);
+  EXPECT_TRUE(startAccessingSecurityScopedResource(unusual));
+  EXPECT_EQ(securityScopedAccessCount(file) * 10 + securityScopedAccessCount(unusual), 21u);
+  for (const auto& url : {dir / "missing", stdfs::path()})
+    EXPECT_FALSE(startAccessingSecurityScopedResource(url)) << url;
+  EXPECT_EQ(securityScopedAccessCount(dir / "missing"), 0u);
 }
 
 // A bookmark is a versioned record of the canonical path of a location that

@@ -128,8 +128,8 @@ TEST(NSImageTest, DrawingHandlersDrawInTheirOwnSpaceMappedOntoTheRectangle) {
     }
     EXPECT_EQ(given, CGRectMake(0, 0, 4, 2));
     EXPECT_EQ(handlerSawFlipped, repFlipped);
-    for (std::size_t row = 0; row < 8; ++row)
-      for (std::size_t col = 0; col < 8; ++col)
+    for (std::size_t row = 0; row < CGBitmapContextGetHeight(bitmap); ++row)
+      for (std::size_t col = 0; col < CGBitmapContextGetWidth(bitmap); ++col)
         ASSERT_EQ(at(bitmap, col, row),
                   col < 4 && row >= firstRow && row < firstRow + 2 ? kRed : kClear) << col << "," << row;
   }
