@@ -1,6 +1,7 @@
 #include "orvane/Platform/System/DesktopAppearance.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <chrono>
 
@@ -13,80 +14,63 @@ namespace orvane {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::PrivateBus;
-using testing::ScopedVariable;
-using testing::StandInPortal;
+using Portal = testing::StandInPortal;
+using R = Portal::Reply;
 
 class DesktopAppearanceTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    auto daemon = testing::findProgram("dbus-daemon");
-    if (!daemon)
+    if (access(testing::PrivateBus::kDaemon, X_OK) != 0)
       GTEST_SKIP() << "dbus-daemon is not installed (Debian package dbus-daemon, which "
                       "scripts/install-deps.sh installs): the settings portal query is untested";
-    bus_.emplace(*daemon, dir_.path());
-    ASSERT_FALSE(bus_->address().empty()) << "the private dbus-daemon did not start";
-    address_.emplace("DBUS_SESSION_BUS_ADDRESS", bus_->address());
+    bus_.emplace(dir_.path());
+    ASSERT_TRUE(bus_->ready()) << "the private dbus-daemon did not start";
+    setenv("DBUS_SESSION_BUS_ADDRESS", bus_->address().c_str(), 1);
   }
-  void TearDown() override { NSApplication::sharedApplication().setAppearance(nullptr); }
-
-  const std::string& address() const { return bus_->address(); }
+  void TearDown() override {
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    NSApplication::sharedApplication().setAppearance(nullptr);
+  }
+  // What the query answers from a portal replying `reply`; it is asked once.
+  std::shared_ptr<const NSAppearance> ask(R reply, std::uint32_t scheme = 0) {
+    Portal portal(bus_->address(), reply, scheme);
+    EXPECT_TRUE(portal.ready());
+    auto appearance = DesktopAppearance::preferredAppearance(5s);
+    EXPECT_EQ(portal.reads(), 1);
+    return appearance;
+  }
 
   testing::TempDir dir_;
-  std::optional<PrivateBus> bus_;
-  std::optional<ScopedVariable> address_;
+  std::optional<testing::PrivateBus> bus_;
 };
 
-TEST_F(DesktopAppearanceTest, PreferDarkIsDarkAquaEverythingElseAqua) {
-  struct Case {
-    StandInPortal::Reply reply;
+TEST_F(DesktopAppearanceTest, PreferDarkIsDarkAquaEverythingElseAquaErrorsNothing) {
+  const struct {
+    R reply;
     std::uint32_t scheme;
     std::string_view expected;
+  } cases[] = {
+      {R::Value, 0, NSAppearanceNameAqua},  {R::Value, 1, NSAppearanceNameDarkAqua},
+      {R::Value, 2, NSAppearanceNameAqua},  {R::Value, 7, NSAppearanceNameAqua},  // unknown: none
+      {R::DoublyWrapped, 1, NSAppearanceNameDarkAqua}, {R::DoublyWrapped, 2, NSAppearanceNameAqua},
+      {R::Error, 1, ""}, {R::Text, 1, ""},
   };
-  using R = StandInPortal::Reply;
-  const Case cases[] = {
-      {R::Value, 0, NSAppearanceNameAqua},      // no preference
-      {R::Value, 1, NSAppearanceNameDarkAqua},  // prefer dark
-      {R::Value, 2, NSAppearanceNameAqua},      // prefer light
-      {R::Value, 7, NSAppearanceNameAqua},      // unknown values count as none
-      {R::DoublyWrapped, 1, NSAppearanceNameDarkAqua},
-      {R::DoublyWrapped, 2, NSAppearanceNameAqua},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message()
-                 << "scheme " << c.scheme << " reply " << static_cast<int>(c.reply));
-    StandInPortal portal(address(), c.reply, c.scheme);
-    ASSERT_TRUE(portal.ready());
-    auto appearance = DesktopAppearance::preferredAppearance(5s);
-    ASSERT_NE(appearance, nullptr);
-    EXPECT_EQ(appearance->name(), c.expected);
-    EXPECT_EQ(appearance, NSAppearance::appearanceNamed(c.expected));
-    EXPECT_EQ(portal.reads(), 1);
-  }
-}
-
-TEST_F(DesktopAppearanceTest, HostSetsTheApplicationFromTheDesktopInOneLine) {
-  StandInPortal portal(address(), StandInPortal::Reply::Value, 1);
-  ASSERT_TRUE(portal.ready());
-  NSApplication::sharedApplication().setAppearance(DesktopAppearance::preferredAppearance());
-  EXPECT_TRUE(NSViewDarkMode::darkMode(*NSView::init()));
-}
-
-TEST_F(DesktopAppearanceTest, ErrorsAndOtherValueTypesGiveNothing) {
-  for (auto reply : {StandInPortal::Reply::Error, StandInPortal::Reply::Text}) {
-    StandInPortal portal(address(), reply);
-    ASSERT_TRUE(portal.ready());
-    EXPECT_EQ(DesktopAppearance::preferredAppearance(5s), nullptr);
-    EXPECT_EQ(portal.reads(), 1);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.scheme << " reply " << static_cast<int>(c.reply));
+    EXPECT_EQ(ask(c.reply, c.scheme), NSAppearance::appearanceNamed(c.expected));
   }
   // No portal on the bus at all: the bus answers at once that nobody owns it.
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(DesktopAppearance::preferredAppearance(5s), nullptr);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+  // The host sets the application from the desktop in one line.
+  Portal portal(bus_->address(), R::Value, 1);
+  NSApplication::sharedApplication().setAppearance(DesktopAppearance::preferredAppearance());
+  EXPECT_TRUE(NSViewDarkMode::darkMode(*NSView::init()));
 }
 
 TEST_F(DesktopAppearanceTest, PortalThatNeverAnswersGivesNothingAfterTheTimeout) {
-  StandInPortal portal(address(), StandInPortal::Reply::Silent);
+  Portal portal(bus_->address(), R::Silent);
   ASSERT_TRUE(portal.ready());
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(DesktopAppearance::preferredAppearance(300ms), nullptr);
