@@ -97,6 +97,7 @@ std::uint16_t exifOrientation(ByteView tiff) noexcept {
   if (tiff[0] == 'I' && tiff[1] == 'I') little = true;
   else if (tiff[0] == 'M' && tiff[1] == 'M') little = false;
   else return 1;
+  if (readU16(tiff.data() + 2, little) != 42) return 1;
   const std::uint32_t ifd = readU32(tiff.data() + 4, little);
   if (ifd < 8 || ifd > size - 2) return 1;
   const std::uint16_t count = readU16(tiff.data() + ifd, little);

@@ -147,6 +147,9 @@ TEST(ImageCodec, DecodesEveryCorpusFileAsPillowDoesAndRefusesOversizedOnes) {
     }
   }
   EXPECT_EQ(refused, 4);
+  // The limits themselves are inclusive.
+  EXPECT_TRUE(sizeWithinLimits(65535, 1) && sizeWithinLimits(1 << 14, 1 << 14));
+  EXPECT_FALSE(sizeWithinLimits(65536, 1) || sizeWithinLimits(1 << 14, (1 << 14) + 1));
 }
 
 TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
@@ -158,6 +161,7 @@ TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
     const bool known = size == 12 || size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
     EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
   }
+  EXPECT_EQ(sniffCodec(bytesOf(std::string("IM*\0\b\0\0\0", 8))), nullptr) << "a TIFF starts II or MM";
   for (const std::string text : {"", "GIF8", "BM", "\x89PNG\r\n", "II*", "\xFF\xD8", "hello world, no image"}) {
     EXPECT_EQ(sniffCodec(bytesOf(text)), nullptr) << text;
     for (int f = 0; f <= 5; ++f) EXPECT_FALSE(codecFor(ImageFormat(f)).decode(bytesOf(text)));
@@ -340,14 +344,15 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
   }
   EXPECT_GE(psnr(kept, wanted), 30.0);
 
-  // JPEG carries orientations 2 to 8; 1 and anything else write none.
-  for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
-    PixelsView turned = view;
-    turned.orientation = orientation;
-    Data file;
-    ASSERT_TRUE(jpegCodec().encode(turned, {}, file));
-    EXPECT_EQ(jpegCodec().readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
-  }
+  // JPEG, TIFF and PNG carry orientations 2 to 8; 1 and anything else write none.
+  for (const ImageCodec* codec : {&jpegCodec(), &tiffCodec(), &pngCodec()})
+    for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
+      PixelsView turned = view;
+      turned.orientation = orientation;
+      Data file;
+      ASSERT_TRUE(codec->encode(turned, {}, file));
+      EXPECT_EQ(codec->readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
+    }
 }
 
 // Adobe YCCK (CMYK stored as YCbCr + K), which Pillow cannot write: libjpeg writes it here and
@@ -430,13 +435,14 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
 
   // The same straight pixels in the other layouts images can have: encoders take them straightened.
   auto premultiply = [](unsigned c, unsigned a) { return std::uint8_t((c * a + 127) / 255); };
-  Data premultipliedFirstLittle, premultipliedLast, skipFirst, rgb16big;
+  Data premultipliedFirstLittle, premultipliedLast, skipFirst, rgb16big, argb16little;
   for (std::size_t i = 0; i < rgba.size(); i += 4) {
     const std::uint8_t *p = &rgba[i], a = p[3], r = premultiply(p[0], a), g = premultiply(p[1], a), b = premultiply(p[2], a);
     premultipliedFirstLittle.insert(premultipliedFirstLittle.end(), {b, g, r, a});  // cairo's layout
     premultipliedLast.insert(premultipliedLast.end(), {r, g, b, a});
     skipFirst.insert(skipFirst.end(), {0x5A, p[0], p[1], p[2]});
     rgb16big.insert(rgb16big.end(), {p[0], 0x80, p[1], 0x80, p[2], 0x80});
+    argb16little.insert(argb16little.end(), {0x80, a, 0x80, p[0], 0x80, p[1], 0x80, p[2]});
   }
   const struct {
     Data bytes;
@@ -448,6 +454,7 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
       {premultipliedFirstLittle, 8, 32, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true, 1},
       {premultipliedLast, 8, 32, kCGImageAlphaPremultipliedLast, true, 1},
       {skipFirst, 8, 32, kCGImageAlphaNoneSkipFirst, false, 0}, {rgb16big, 16, 48, kCGImageAlphaNone, false, 0},
+      {argb16little, 16, 64, kCGImageAlphaFirst | kCGBitmapByteOrder16Little, true, 0},
   };
   for (const auto& l : layouts) {
     SCOPED_TRACE(&l - layouts);
@@ -455,8 +462,10 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
     const Data got = pixelBytes(readBack(img, kUTTypePNG));
     const std::size_t channels = l.alpha ? 4 : 3, sample = l.bpc / 8;
     ASSERT_EQ(got.size(), kW * kH * channels * sample);
-    for (std::size_t i = 0; i < kW * kH * channels; ++i)  // 16-bit samples come back little-endian: the high byte second
+    for (std::size_t i = 0; i < kW * kH * channels; ++i) {  // 16-bit samples come back little-endian: the high byte second
       ASSERT_NEAR(got[i * sample + sample - 1], rgba[i / channels * 4 + i % channels], l.tolerance) << i;
+      if (sample == 2) { ASSERT_EQ(got[i * 2], 0x80) << i; }
+    }
     EXPECT_EQ(pixelBytes(img), l.bytes) << "the caller's pixels changed";
   }
 }
