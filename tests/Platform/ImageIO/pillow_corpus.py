@@ -244,6 +244,9 @@ def make(directory):
     c.add("tiff_tiled_planar", "tif", make_tiff(rgb8, 8, 2, tile=(16, 16), planar=True), 3)
     c.add("tiff_rgb16", "tif", make_tiff(samples(3, 65535), 16, 2), 3, 16, dump_values(samples(3, 65535), 16))
     c.add("tiff_rgba16_tiled", "tif", make_tiff(rgba16, 16, 2, tile=(16, 16), extra_samples=2), 4, 16, dump_values(rgba16, 16))
+    ga = samples(2, 255)  # white is zero, alpha unassociated
+    c.add("tiff_miniswhite_alpha", "tif", make_tiff(ga, 8, 0, extra_samples=2), 2, 8,
+          bytes(v for r in ga for g, a in r for v in (255 - g, a)))
     c.add("tiff_gray4", "tif", make_tiff(gray4, 4, 1), 1, 8, bytes(v[0] * 17 for r in gray4 for v in r))
     c.add("tiff_miniswhite", "tif", make_tiff(samples(1, 255), 8, 0), 1)
     # YCbCr goes through libtiff's RGBA reader; the reference is the conversion libtiff documents
