@@ -162,6 +162,13 @@ TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
     EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
   }
   EXPECT_EQ(sniffCodec(bytesOf(std::string("IM*\0\b\0\0\0", 8))), nullptr) << "a TIFF starts II or MM";
+  // A 4 x 2 RLE8 bitmap with two palette entries: "end of bitmap" alone is a whole picture of
+  // index 0; half a code gives nothing.
+  Data rle = dataOf("BM");
+  for (std::uint32_t v : {64u, 0u, 62u, 40u, 4u, 2u, 0x80001u, 1u, 2u, 0u, 0u, 2u, 0u, 0u, 0xFFFFFFu, 0x100u})
+    for (int i = 0; i < 4; ++i) rle.push_back(std::uint8_t(v >> (8 * i)));
+  EXPECT_TRUE(bmpCodec().decode(ByteView(rle).first(64)));
+  EXPECT_FALSE(bmpCodec().decode(ByteView(rle).first(63)));
   for (const std::string text : {"", "GIF8", "BM", "\x89PNG\r\n", "II*", "\xFF\xD8", "hello world, no image"}) {
     EXPECT_EQ(sniffCodec(bytesOf(text)), nullptr) << text;
     for (int f = 0; f <= 5; ++f) EXPECT_FALSE(codecFor(ImageFormat(f)).decode(bytesOf(text)));
@@ -343,6 +350,13 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
     if (i % w >= 10) kept.insert(kept.end(), p, p + 3), wanted.insert(wanted.end(), &src[i * 3], &src[i * 3] + 3);
   }
   EXPECT_GE(psnr(kept, wanted), 30.0);
+  // 256 colours fill a palette; a transparent pixel beside them needs one entry more.
+  Data full;
+  for (unsigned i = 0; i < 257; ++i) full.insert(full.end(), {std::uint8_t(i), std::uint8_t(i / 2), 7, std::uint8_t(i < 256 ? 255 : 0)});
+  ASSERT_TRUE(gifCodec().encode(viewOf(full, {4, 8}, 257, 1), {}, gif = {}));
+  const auto some = gifCodec().decode(gif);
+  ASSERT_TRUE(some);
+  for (unsigned i = 0; i < 257; ++i) ASSERT_EQ(some->storage[i * 4 + 3], i < 256 ? 255 : 0) << i;
 
   // JPEG, TIFF and PNG carry orientations 2 to 8; 1 and anything else write none.
   for (const ImageCodec* codec : {&jpegCodec(), &tiffCodec(), &pngCodec()})
