@@ -213,19 +213,18 @@ class JpegCodec final : public ImageCodec {
     return info;
   }
 
-  std::optional<Pixels> decode(ByteView bytes) const override { return decodeScaled(bytes, 1); }
+  std::optional<Pixels> decode(ByteView bytes) const override { return decodeScaled(bytes, std::nullopt); }
 
   std::optional<Pixels> decodeReduced(ByteView bytes, std::uint32_t minWidth,
                                       std::uint32_t minHeight) const override {
-    const std::uint32_t denom = reduction(readInfo(bytes), minWidth, minHeight);
-    if (denom == 1) return std::nullopt;
-    return decodeScaled(bytes, denom);
+    return decodeScaled(bytes, Least{minWidth, minHeight});
   }
 
   std::optional<ImageInfo> reducedInfo(ByteView bytes, std::uint32_t minWidth,
                                        std::uint32_t minHeight) const override {
     auto info = readInfo(bytes);
-    const std::uint32_t denom = reduction(info, minWidth, minHeight);
+    if (!info) return std::nullopt;
+    const std::uint32_t denom = reduction(*info, {minWidth, minHeight});
     if (denom == 1) return std::nullopt;
     info->width = scaledSide(info->width, denom);
     info->height = scaledSide(info->height, denom);
@@ -234,32 +233,38 @@ class JpegCodec final : public ImageCodec {
 
   bool decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
                          RowSink& sink) const override {
-    const std::uint32_t denom = reduction(readInfo(bytes), minWidth, minHeight);
-    return denom != 1 && streamScaled(bytes, denom, sink);
+    return streamScaled(bytes, Least{minWidth, minHeight}, sink);
   }
 
-  bool decodeRows(ByteView bytes, RowSink& sink) const override { return streamScaled(bytes, 1, sink); }
+  bool decodeRows(ByteView bytes, RowSink& sink) const override { return streamScaled(bytes, std::nullopt, sink); }
 
   bool encode(const PixelsView& src, const EncodeOptions& options, Data& out) const override;
 
  private:
+  // The size a reduced decode keeps at least.
+  struct Least {
+    std::uint32_t width, height;
+  };
+
   // The most the scaled IDCT can reduce (1/8, 1/4, 1/2) keeping both sides
-  // at least the minimum; 1 when even 1/2 is too small or there are no headers.
-  static std::uint32_t reduction(const std::optional<ImageInfo>& info, std::uint32_t minWidth,
-                                 std::uint32_t minHeight) {
+  // at least the least size; 1 when even 1/2 is too small.
+  static std::uint32_t reduction(const ImageInfo& info, Least least) {
     for (std::uint32_t denom : {8u, 4u, 2u}) {
-      if (info && scaledSide(info->width, denom) >= minWidth && scaledSide(info->height, denom) >= minHeight) {
+      if (scaledSide(info.width, denom) >= least.width && scaledSide(info.height, denom) >= least.height) {
         return denom;
       }
     }
     return 1;
   }
 
-  // Reads the headers into a job that decodes at 1/denom.
-  bool prepare(Decompressor& d, DecodeJob& job, ByteView bytes, std::uint32_t denom) const {
+  // Reads the headers into a job that decodes at full size or, given a least
+  // size, reduced as far as that allows; false when it allows no reduction.
+  bool prepare(Decompressor& d, DecodeJob& job, ByteView bytes, std::optional<Least> least) const {
     if (!sniff(bytes)) return false;
     auto info = infoOf(d, bytes);
     if (!info) return false;
+    const std::uint32_t denom = least ? reduction(*info, *least) : 1;
+    if (least && denom == 1) return false;
     job.info = *info;
     if (d.cmyk) {
       job.cmyk.emplace(job.info.iccProfile, d.cinfo.saw_Adobe_marker);
@@ -271,10 +276,10 @@ class JpegCodec final : public ImageCodec {
     return true;
   }
 
-  bool streamScaled(ByteView bytes, std::uint32_t denom, RowSink& sink) const {
+  bool streamScaled(ByteView bytes, std::optional<Least> least, RowSink& sink) const {
     Decompressor d;
     DecodeJob job;
-    if (!prepare(d, job, bytes, denom) || !sink.begin(job.info)) return false;
+    if (!prepare(d, job, bytes, least) || !sink.begin(job.info)) return false;
     job.sink = &sink;
     const bool ok = runDecode(d, job);
     if (job.rowsDone == 0 && !ok) return false;
@@ -282,10 +287,10 @@ class JpegCodec final : public ImageCodec {
     return true;
   }
 
-  std::optional<Pixels> decodeScaled(ByteView bytes, std::uint32_t denom) const {
+  std::optional<Pixels> decodeScaled(ByteView bytes, std::optional<Least> least) const {
     Decompressor d;
     DecodeJob job;
-    if (!prepare(d, job, bytes, denom)) return std::nullopt;
+    if (!prepare(d, job, bytes, least)) return std::nullopt;
     std::optional<Pixels> pixels = allocatePixels(job.info);
     if (!pixels) return std::nullopt;
     job.pixels = &pixels;
