@@ -748,9 +748,8 @@ struct Placing8 {
     }
   }
 
-  ORVANE_AVX2_CLONES void row4(std::uint8_t* d, const std::uint8_t* v,
-                                                              int m, const float* covX,
-                                                              float covY) const {
+  ORVANE_AVX2_CLONES void row4(std::uint8_t* d, const std::uint8_t* v, int m, const float* covX,
+                               float covY) const {
     Bytes16 mask{}, alphaBits{};
     for (int p = 0; p < 4; ++p)
       for (int t = 0; t < 4; ++t) {

@@ -154,20 +154,23 @@ std::optional<ImageInfo> ImageCodec::reducedInfo(ByteView, std::uint32_t, std::u
   return std::nullopt;
 }
 
-bool ImageCodec::decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
-                                   RowSink& sink) const {
-  auto pixels = decodeReduced(bytes, minWidth, minHeight);
+namespace {
+
+// Hands decoded pixels to a sink row by row.
+bool streamDecoded(const std::optional<Pixels>& pixels, RowSink& sink) {
   if (!pixels || !sink.begin(pixels->info)) return false;
   for (std::uint32_t y = 0; y < pixels->info.height; ++y) sink.row(y, pixels->row(y));
   return true;
 }
 
-bool ImageCodec::decodeRows(ByteView bytes, RowSink& sink) const {
-  auto pixels = decode(bytes);
-  if (!pixels || !sink.begin(pixels->info)) return false;
-  for (std::uint32_t y = 0; y < pixels->info.height; ++y) sink.row(y, pixels->row(y));
-  return true;
+}  // namespace
+
+bool ImageCodec::decodeReducedRows(ByteView bytes, std::uint32_t minWidth, std::uint32_t minHeight,
+                                   RowSink& sink) const {
+  return streamDecoded(decodeReduced(bytes, minWidth, minHeight), sink);
 }
+
+bool ImageCodec::decodeRows(ByteView bytes, RowSink& sink) const { return streamDecoded(decode(bytes), sink); }
 
 const ImageCodec& codecFor(ImageFormat format) noexcept {
   switch (format) {
