@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -256,9 +257,8 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsOurArchives) {
 }
 
 TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
-  // An NSDictionary whose first key text is shared by two references (the
-  // first entry wins), a UTF-16 key, an NSMutableString key, values shared
-  // between keys; a UID past $objects and $null as keys are left out.
+  // A key text under two references (the first entry wins), UTF-16 and NSMutableString keys, shared values;
+  // a UID past $objects and $null as keys are left out.
   const auto dictionaryArchive = testing::encodeKeyedArchive(R"([
     "$null",
     {"NS.keys": [{"$uid": 2}, {"$uid": 3}, {"$uid": 2}, {"$uid": 8}, {"$uid": 999}, {"$uid": 0}],
@@ -279,31 +279,17 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   EXPECT_EQ(std::pair(second->x, second->y), std::pair(INT64_MIN, INT64_MAX));
   EXPECT_EQ(decoded->at("mutable key"), decoded->at("caf\xC3\xA9 \xF0\x9F\x93\xB7"));  // one UID, one object
 
-  // An object with text, wrapped data, an escaped key, a nested
-  // NSMutableDictionary and a nested object.
-  const auto recordArchive = testing::encodeKeyedArchive(R"([
-    "$null",
-    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "children": {"$uid": 5}, "inner": {"$uid": 9},
-     "$class": {"$uid": 10}},
-    "\u00dcbersicht", {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
+  // An object with text, data wrapped in NSMutableData and an escaped key.
+  const auto recordArchive = testing::encodeKeyedArchive(R"(["$null",
+    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "$class": {"$uid": 5}}, "\u00dcbersicht",
+    {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
     {"$classname": "NSMutableData", "$classes": ["NSMutableData", "NSData", "NSObject"]},
-    {"NS.keys": [{"$uid": 6}], "NS.objects": [{"$uid": 7}], "$class": {"$uid": 11}}, "k",
-    {"x": 1, "y": 2, "$class": {"$uid": 8}},
-    {"$classname": "ArchiverTestPoint", "$classes": ["ArchiverTestPoint", "NSObject"]},
-    {"blob": {"$uid": 12}, "$class": {"$uid": 10}},
-    {"$classname": "ArchiverTestRecord", "$classes": ["ArchiverTestRecord", "NSObject"]},
-    {"$classname": "NSMutableDictionary", "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
-    {"$data": ""}
-  ])");
+    {"$classname": "ArchiverTestRecord", "$classes": ["ArchiverTestRecord", "NSObject"]}])");
   ASSERT_TRUE(recordArchive);
   const auto record = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(*recordArchive);
-  ASSERT_TRUE(record && record->decodedChildren && record->decodedChildren->size() == 1);
+  ASSERT_TRUE(record);
   EXPECT_EQ(std::tuple(record->name, record->blob, record->count),
             std::tuple(std::optional<std::string>("\xC3\x9C" "bersicht"), std::optional(Data{1, 2, 3, 4, 5}), 7));
-  EXPECT_EQ(asPoint(record->decodedChildren->at("k"))->y, 2);
-  const auto inner = std::dynamic_pointer_cast<TestRecord>(record->decodedInner);
-  ASSERT_TRUE(inner);
-  EXPECT_EQ(std::pair(inner->name, inner->blob), std::pair(std::optional<std::string>(), std::optional(Data{})));
 
   // Keys and objects of different lengths: no dictionary.
   const auto uneven = testing::encodeKeyedArchive(R"(["$null",
@@ -315,6 +301,7 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
 
 // A binary property list assembled byte by byte, with trailer fields a test may falsify.
 struct RawPlist {
+  explicit RawPlist(std::vector<Data> objects = {}) : objects(std::move(objects)) {}
   std::vector<Data> objects;
   unsigned refSize = 1, offsetSize = 1;
   std::uint64_t top = 0;
@@ -340,12 +327,6 @@ struct RawPlist {
     for (unsigned i = n; i-- > 0;) out.push_back(i < 8 ? static_cast<std::uint8_t>(v >> (8 * i)) : 0);
   }
 };
-
-RawPlist rawPlist(std::vector<Data> objects) {
-  RawPlist p;
-  p.objects = std::move(objects);
-  return p;
-}
 
 Data arrayOf(std::vector<std::uint8_t> refs) {
   refs.insert(refs.begin(), static_cast<std::uint8_t>(0xA0 | refs.size()));
@@ -382,10 +363,7 @@ TEST(BinaryPropertyListTest, ValuesRoundTripAtEveryWidth) {
   ASSERT_EQ(r->count(r->top()), refs.size());
   std::size_t i = 0;
   auto next = [&] { return r->item(r->top(), i++); };
-  for (auto v : integers) {
-    const auto item = next();
-    EXPECT_EQ(std::pair(r->type(item), r->integer(item)), std::pair(Type::Integer, v));
-  }
+  for (auto v : integers) EXPECT_EQ(r->integer(next()), v);
   for (const auto& t : texts) {
     const auto item = next();
     EXPECT_TRUE(r->string(item) == t && r->stringEquals(item, t)) << t;
@@ -393,56 +371,34 @@ TEST(BinaryPropertyListTest, ValuesRoundTripAtEveryWidth) {
   EXPECT_EQ(r->type(r->item(r->top(), i - 1)), Type::Utf16String);
   EXPECT_EQ(r->count(r->item(r->top(), i - 1)), 9u);  // code units: the emoji counts two
   EXPECT_EQ(r->string(next()), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");  // invalid UTF-8: replacement characters
-  const ByteView readBlob = r->bytes(next());
-  EXPECT_EQ(Data(readBlob.begin(), readBlob.end()), blob);
+  EXPECT_TRUE(std::ranges::equal(r->bytes(next()), blob));
   EXPECT_EQ(r->bytes(next()).size(), 0u);
   EXPECT_EQ((std::pair{r->uid(next()), r->uid(next())}), std::pair(std::uint64_t{0}, std::uint64_t{0x1234567890}));
-}
-
-TEST(BinaryPropertyListTest, AcceptsOtherTypesSharedObjectsAndNestingAtTheLimit) {
-  const Data bytes = rawPlist({arrayOf({1, 2, 3, 4, 5, 6}), {0x00}, {0x09}, {0x23, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0},
-                               {0x33, 0, 0, 0, 0, 0, 0, 0, 1},
-                               {0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-                               {0xC1, 1}})
-                         .build();
-  const auto r = Reader::parse(bytes);
-  ASSERT_TRUE(r);
-  EXPECT_EQ(r->type(1), Type::Null);
-  EXPECT_TRUE(r->boolean(2));
-  EXPECT_EQ(std::pair(r->type(3), r->type(4)), std::pair(Type::Real, Type::Date));
-  EXPECT_EQ(r->integer(3), 0x3FF0000000000000);  // the bit patterns of 1.0 and of the date
-  EXPECT_EQ(r->integer(4), 1);
-  EXPECT_EQ(static_cast<std::uint64_t>(r->integer(5)), ~std::uint64_t{0});
-  EXPECT_EQ(r->type(6), Type::Set);
-  // The same string under two arrays is shared, not a cycle.
-  EXPECT_TRUE(Reader::parse(rawPlist({arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}}).build()));
-  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()));
-  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, true).build()));
 }
 
 // Each case breaks one rule of the format; the reader must refuse it.
 TEST(BinaryPropertyListTest, RefusesMalformedLists) {
   auto changed = [](void (*change)(RawPlist&)) {
-    RawPlist p = rawPlist({{0x10, 1}});
+    RawPlist p = RawPlist({{0x10, 1}});
     change(p);
     return p;
   };
   // Many offsets naming one array claim more bytes than the file holds: reading would be quadratic.
-  RawPlist sharing = rawPlist({arrayOf({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}), {0x10, 1}});
+  RawPlist sharing = RawPlist({arrayOf({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}), {0x10, 1}});
   sharing.offsetOverride.assign(40, 8);
   sharing.offsetOverride[1] = 8 + 15;
   const std::pair<const char*, RawPlist> cases[] = {
-      {"two arrays containing each other", rawPlist({arrayOf({1}), arrayOf({0})})},
-      {"dictionary whose value is itself", rawPlist({{0xD1, 0, 0}})},
-      {"reference past the last object", rawPlist({arrayOf({1})})},
-      {"string running past the objects", rawPlist({{0x55, 'a', 'b'}})},
-      {"UTF-16 string running past the objects", rawPlist({{0x62, 0, 'a', 0}})},
-      {"non-ASCII byte in an ASCII string", rawPlist({{0x51, 0xE9}})},
-      {"huge extended count", rawPlist({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})},
-      {"extended count that is no integer", rawPlist({{0x4F, 0x51, 'a'}})},
-      {"unknown marker", rawPlist({{0x70}})},
-      {"128-bit integer beyond 64 bits", rawPlist({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})},
-      {"UID of 9 bytes", rawPlist({{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}})},
+      {"two arrays containing each other", RawPlist({arrayOf({1}), arrayOf({0})})},
+      {"dictionary whose value is itself", RawPlist({{0xD1, 0, 0}})},
+      {"reference past the last object", RawPlist({arrayOf({1})})},
+      {"string running past the objects", RawPlist({{0x55, 'a', 'b'}})},
+      {"UTF-16 string running past the objects", RawPlist({{0x62, 0, 'a', 0}})},
+      {"non-ASCII byte in an ASCII string", RawPlist({{0x51, 0xE9}})},
+      {"huge extended count", RawPlist({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})},
+      {"extended count that is no integer", RawPlist({{0x4F, 0x51, 'a'}})},
+      {"unknown marker", RawPlist({Data{0x70}})},
+      {"128-bit integer beyond 64 bits", RawPlist({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})},
+      {"UID of 9 bytes", RawPlist({{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}})},
       {"top object out of range", changed([](RawPlist& p) { p.top = 1; })},
       {"more objects than the offset table holds", changed([](RawPlist& p) { p.countDelta = 1000; })},
       {"offset inside the header", changed([](RawPlist& p) { p.offsetOverride = {2}; })},
@@ -454,6 +410,9 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
       {"nesting beyond the limit, inner first", chain(Reader::kMaxDepth + 1, true)},
   };
   for (const auto& [what, plist] : cases) EXPECT_FALSE(Reader::parse(plist.build())) << what;
+  // Nesting at the limit and one string under two arrays (shared, not a cycle) are accepted.
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()) && Reader::parse(chain(Reader::kMaxDepth, true).build()));
+  EXPECT_TRUE(Reader::parse(RawPlist({arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}}).build()));
   EXPECT_FALSE(Reader::parse(dataOf("bplist01" + std::string(40, '\0'))));
   EXPECT_FALSE(Reader::parse(dataOf("bplist00")));
 }
