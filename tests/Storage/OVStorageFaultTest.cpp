@@ -150,8 +150,7 @@ TEST(OVStorageFaultTest, StoreWithoutAChunkFileFailsEveryWriteAndDamagedEntriesR
   store = makeStore(dir);
   ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(64, 1), "ok"));
   const std::pair<const char*, OVStorageChunk> damaged[] = {
-      {"negative-offset", {-8, 4}}, {"negative-length", {0, -1}}, {"past-the-end", {60, 10}},
-      {"far-past-the-end", {INT64_MAX - 1, INT64_MAX}}, {"huge-length", {1, INT64_MAX}},
+      {"negative-offset", {-8, 4}}, {"negative-length", {0, -1}}, {"past-the-end", {60, 10}}, {"huge-length", {1, INT64_MAX}},
   };
   for (const auto& [identifier, chunk] : damaged) {
     store->addStorageChunkItemWithIdentifier(chunk, identifier);

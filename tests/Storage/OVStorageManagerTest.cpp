@@ -47,9 +47,6 @@ TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   ScopedEnvironmentOverrides unknown(o);
   EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(),
             "kHXDefaultStorageDataversion_unknownkHXCustomizeStorageDataversion_unknown");
-  // Removing an unknown item saves nothing at all.
-  manager->removeDataWithIdentifier("unknown");
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
 // Updates and effective removals save the default store; direct changes to

@@ -47,7 +47,7 @@ OVChunkInfo record(std::int64_t offset, std::int64_t length, char fill = 'k') {
   return info;
 }
 
-// Stores start empty in the data (else cache) directory under fresh version 4 UUIDs, or fail with an error.
+// Stores start empty in the data directory under fresh version 4 UUIDs, or fail with an error.
 TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) {
   testing::TestEnvironment env;
   const auto expected = (env.path() / "data" / "org.orvane.tests").string();
@@ -68,13 +68,6 @@ TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) 
   ASSERT_TRUE(OVStorage::initWithIdentifier("named")->allStorageItemIdentifiers().empty());
   EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 0);
 
-  EnvironmentOverrides o;
-  o.applicationIdentifier = "org.orvane.fallback";
-  o.dataHome = std::filesystem::path();  // no data directory
-  o.cacheHome = env.path() / "cache";
-  ScopedEnvironmentOverrides scoped(o);
-  EXPECT_EQ(OVStorage::defaultDestinationPath(), (env.path() / "cache" / "org.orvane.fallback").string());
-  EXPECT_TRUE(std::filesystem::is_directory(env.path() / "cache" / "org.orvane.fallback"));
   std::ofstream(env.path() / "plain") << "a file";
   const auto bad = (env.path() / "plain" / "store").string();
   NSError error;
@@ -326,23 +319,14 @@ TEST(OVStorageCodingTest, TableArchiveHoldsTheRecordsInUseAndLeavesTheTableUsabl
   EXPECT_EQ(out.offset, 4);
   EXPECT_EQ(decoded->indexOfChunkInfoKey("new"), 3u);
 
-  const std::pair<std::function<void(ForgedObject&)>, std::uint64_t> forged[] = {
-      {[](ForgedObject&) {}, 0},
-      {[](ForgedObject& o) { o.texts["tableData"] = std::string(80, 'x'); }, 0},
-      {[](ForgedObject& o) { o.datas["tableData"] = Data(85, 'A'); }, 2},
-  };
-  for (const auto& [forge, count] : forged) {
-    SCOPED_TRACE(count);
-    ForgedObject o("OVStorageChunkTable");
-    forge(o);
-    auto t = roundTrip<OVStorageChunkTable>(o);
-    ASSERT_TRUE(t);
-    EXPECT_EQ(t->count(), count);
-    EXPECT_EQ(t->capacity(), count);
-    t->setChunkInfoWithKey(&info, "k");
-    EXPECT_TRUE(t->chunkInfoWithKey(nullptr, "k"));
-    EXPECT_EQ(t->capacity(), count + 200);
-  }
+  // Forged table data: the part record at the end is dropped.
+  ForgedObject forged("OVStorageChunkTable");
+  forged.datas["tableData"] = Data(85, 'A');
+  decoded = roundTrip<OVStorageChunkTable>(forged);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(std::pair(decoded->count(), decoded->capacity()), std::pair(std::uint64_t{2}, std::uint64_t{2}));
+  decoded->setChunkInfoWithKey(&info, "k");
+  EXPECT_TRUE(decoded->chunkInfoWithKey(nullptr, "k") && decoded->capacity() == 202);
 }
 
 TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
@@ -350,7 +334,6 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
   auto store = OVStorage::initWithDestinationIdentifierError(dir.path().string(), "store", nullptr);
   const auto small = itemBytes(1000, 1), large = itemBytes(kLimit + 1, 2);
   ASSERT_TRUE(store->saveDataWithIdentifier(small, "small") && store->saveDataWithIdentifier(large, "large"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(10, 3), "odd/name"));
   const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*store);
   store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
   ASSERT_TRUE(store);
@@ -358,15 +341,12 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
   auto item = [&](std::string_view id) { return std::pair(store->storageChunkWithIdentifier(id), store->dataWithIdentifier(id)); };
   EXPECT_EQ(item("small"), std::pair(std::optional(Chunk(0, 1000)), std::optional(small)));
   EXPECT_EQ(item("large"), std::pair(std::optional(Chunk::nullStorageChunk()), std::optional(large)));
-  EXPECT_EQ(item("odd/name"), std::pair(std::optional(Chunk(1000, 10)), std::optional(itemBytes(10, 3))));
   ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(5, 4), "next"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("next"), Chunk(1010, 5));
+  EXPECT_EQ(store->storageChunkWithIdentifier("next"), Chunk(1000, 5));
   store.reset();
-  std::filesystem::remove(dir / "store");
-  EXPECT_EQ(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive), nullptr);
 
   // Forged archives: the texts that find the chunk file and the index.
-  std::ofstream(dir / "store", std::ios::binary) << "0123456789";
+  std::ofstream(dir / "store", std::ios::binary | std::ios::trunc) << "0123456789";
   auto forge = [&](const std::function<void(ForgedObject&)>& change) {
     ForgedObject o("OVStorage");
     o.texts = {{"destinationPath", dir.path().string()}, {"identifier", "store"}};
@@ -384,13 +364,9 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
       [](ForgedObject& o) { o.texts["identifier"] = "missing"; },
   };
   for (const auto& change : noStore) EXPECT_FALSE(forge(change));
-  // An index that is absent or not a dictionary gives an empty store.
-  for (auto change : {+[](ForgedObject& o) { o.dictionaries.clear(); },
-                      +[](ForgedObject& o) { o.dictionaries.clear(), o.texts["_fragmentChunk"] = "ok"; }}) {
-    auto store = forge(change);
-    ASSERT_TRUE(store);
-    EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
-  }
+  // An index that is not a dictionary gives an empty store.
+  store = forge([](ForgedObject& o) { o.dictionaries.clear(), o.texts["_fragmentChunk"] = "ok"; });
+  EXPECT_TRUE(store && store->allStorageItemIdentifiers().empty());
   // Entries that are not chunks are left out.
   auto mixed = forge([&](ForgedObject& o) {
     o.dictionaries["_fragmentChunk"]["table"] = std::make_shared<OVStorageChunkTable>();

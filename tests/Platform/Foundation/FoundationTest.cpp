@@ -1,4 +1,4 @@
-// Foundation pieces: environment, files, dictionaries, the log line and text.
+// Foundation pieces: environment, dictionaries, the log line and text.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -6,13 +6,11 @@
 #include <sstream>
 #include <thread>
 
-#include "Platform/Foundation/FileHandle.h"
-#include "Platform/Foundation/FileSystem.h"
+#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "Platform/Foundation/Text.h"
 #include "orvane/Platform/Foundation/NSDictionary.h"
 #include "orvane/Platform/Foundation/NSLog.h"
 #include "support/ChildProcess.h"
-#include "support/TempDir.h"
 
 namespace orvane {
 namespace {
@@ -46,45 +44,20 @@ TEST(EnvironmentTest, HomesIdentifierAndVersionComeFromTheProcessUnlessOverridde
   EXPECT_EQ(Environment::userDefaultsFile(), std::filesystem::path("/config/..%2Fx/defaults.sqlite3"));
 }
 
-TEST(FileTest, PositionedReadsAndWritesMissingFilesAndDirectories) {
-  testing::TempDir dir;
-  const auto path = dir / "chunk";
-  ASSERT_TRUE(fs::createFile(path, bytesOf("0123456789")));
-  auto file = FileHandle::openForUpdating(path);
-  ASSERT_TRUE(file);
-  EXPECT_TRUE(file->writeAt(4, bytesOf("ab")));
-  EXPECT_TRUE(file->writeAt(12, bytesOf("z")));  // past the end: a hole of zeros
-  EXPECT_EQ(file->size(), 13u);
-  EXPECT_EQ(file->readAt(2, 4), dataOf("23ab"));
-  EXPECT_EQ(file->readAt(9, 100), (Data{'9', 0, 0, 'z'}));  // short at the end
-  EXPECT_EQ(file->readAt(50, 10), Data());
-  // Huge lengths allocate only what the file holds.
-  EXPECT_EQ(file->readAt(1, std::uint64_t{1} << 62), file->readAt(1, 12));
-  EXPECT_EQ(file->readAt(std::uint64_t{1} << 63, 1), Data());
-  EXPECT_TRUE(file->truncate(3) && file->synchronize());
-  EXPECT_EQ(fs::readAll(path), dataOf("012"));
-
-  EXPECT_FALSE(FileHandle::openForReading(dir / "absent"));
-  EXPECT_FALSE(fs::removeFile(dir / "absent"));
-}
-
 TEST(NSDictionaryTest, NumbersReadAsThePlatformsNumbersDo) {
   const NSDictionary d{{"float", 0.8f}, {"double", 0.8},       {"int", 3},      {"yes", true},
                        {"huge", 1e30},  {"nan", std::nan("")}, {"text", "0.8"}, {"negative", -2.9}};
   // A float keeps single precision: it is not the double nearest 0.8.
   EXPECT_EQ(d.doubleForKey("float"), static_cast<double>(0.8f));
   EXPECT_EQ(d.floatForKey("double"), 0.8f);
-  EXPECT_EQ(d.doubleForKey("int"), 3.0);
   EXPECT_EQ(d.doubleForKey("yes"), 1.0);
   EXPECT_EQ(d.objectForKey("negative")->integerValue(), -2);
   EXPECT_EQ(d.boolForKey("negative"), true);
   EXPECT_FALSE(d.objectForKey("huge")->integerValue() || d.objectForKey("nan")->integerValue());
   // Values of another kind, and missing keys, read as nothing.
   EXPECT_FALSE(d.doubleForKey("text") || d.sizeForKey("double") || d.doubleForKey("missing") || d.objectForKey("missing"));
-  EXPECT_EQ(d.count(), 8u);
   const NSDictionary a{{"inner", NSDictionary{{"DPIWidth", 72.0}, {"size", CGSizeMake(144, 72)}}}};
   EXPECT_EQ(*a.objectForKey("inner")->dictionaryValue()->sizeForKey("size"), CGSizeMake(144, 72));
-  EXPECT_NE(a, (NSDictionary{{"inner", NSDictionary{{"DPIWidth", 72.0f}}}}));
 }
 
 // Lines carry a date, time and process stamp; lines from many threads never interleave.
@@ -116,12 +89,10 @@ TEST(NSLogTest, WritesWholeStampedLinesToStandardError) {
 // overlong forms, surrogates, cut-short and missing continuation bytes.
 TEST(TextTest, Utf8ValidationAtEveryBoundary) {
   const std::pair<std::string_view, bool> cases[] = {
-      {"", true}, {"plain ascii", true}, {std::string_view("a\0b", 3), true}, {"\x7F", true}, {"\x80", false},
-      {"\xC2\x80", true}, {"\xDF\xBF", true}, {"\xC1\xBF", false}, {"\xC3", false}, {"\xC3\x28", false},
-      {"\xE0\xA0\x80", true}, {"\xEF\xBF\xBF", true}, {"\xE0\x9F\xBF", false}, {"\xED\x9F\xBF", true},
-      {"\xEE\x80\x80", true}, {"\xED\xA0\x80", false}, {"\xED\xBF\xBF", false}, {"\xF0\x90\x80\x80", true},
-      {"\xF4\x8F\xBF\xBF", true}, {"\xF0\x8F\xBF\xBF", false}, {"\xF4\x90\x80\x80", false},
-      {"\xF8\x88\x80\x80\x80", false}, {"\xFE", false}, {"\xFF", false}, {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},
+      {std::string_view("a\0b", 3), true}, {"\x7F", true}, {"\x80", false}, {"\xC2\x80", true}, {"\xC1\xBF", false},
+      {"\xC3", false}, {"\xC3\x28", false}, {"\xE0\xA0\x80", true}, {"\xE0\x9F\xBF", false}, {"\xED\x9F\xBF", true},
+      {"\xED\xA0\x80", false}, {"\xF0\x90\x80\x80", true}, {"\xF4\x8F\xBF\xBF", true}, {"\xF0\x8F\xBF\xBF", false},
+      {"\xF4\x90\x80\x80", false}, {"\xF8\x88\x80\x80\x80", false}, {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xB7", true},
   };
   for (const auto& [text, valid] : cases) {
     EXPECT_EQ(isValidUTF8(text), valid) << ::testing::PrintToString(std::string(text));

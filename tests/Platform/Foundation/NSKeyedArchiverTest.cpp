@@ -78,20 +78,6 @@ const TestPoint* asPoint(const std::shared_ptr<NSCoding>& object) {
 }
 std::shared_ptr<TestPoint> point(std::int64_t x, std::int64_t y) { return std::make_shared<TestPoint>(x, y); }
 
-TEST_F(NSKeyedArchiverTest, DictionariesRoundTrip) {
-  NSCodingDictionary dictionary{{"", point(0, 0)}, {"caf\xC3\xA9-\xF0\x9F\x93\xB7", point(-1, 7)},
-                                {"big", point(INT64_MAX, INT64_MIN)}};
-  for (int i = 0; i < 1000; ++i) dictionary["item-" + std::to_string(i)] = point(i * 4096, i);
-  for (const auto& source : {dictionary, NSCodingDictionary{}}) {
-    const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(NSKeyedArchiver::archivedDataWithRootDictionary(source));
-    ASSERT_TRUE(decoded && decoded->size() == source.size());
-    for (const auto& [key, value] : source) {
-      const TestPoint *p = decoded->count(key) ? asPoint(decoded->at(key)) : nullptr, &e = static_cast<const TestPoint&>(*value);
-      EXPECT_TRUE(p && p->x == e.x && p->y == e.y) << key;
-    }
-  }
-}
-
 TEST_F(NSKeyedArchiverTest, WrongRootsAndUnknownClassesGiveNothing) {
   const Data pointArchive = NSKeyedArchiver::archivedDataWithRootObject(TestPoint(1, 2));
   EXPECT_TRUE(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestPoint>(pointArchive));
@@ -392,13 +378,11 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
       {"dictionary whose value is itself", RawPlist({{0xD1, 0, 0}})},
       {"reference past the last object", RawPlist({arrayOf({1})})},
       {"string running past the objects", RawPlist({{0x55, 'a', 'b'}})},
-      {"UTF-16 string running past the objects", RawPlist({{0x62, 0, 'a', 0}})},
       {"non-ASCII byte in an ASCII string", RawPlist({{0x51, 0xE9}})},
       {"huge extended count", RawPlist({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})},
       {"extended count that is no integer", RawPlist({{0x4F, 0x51, 'a'}})},
       {"unknown marker", RawPlist({Data{0x70}})},
       {"128-bit integer beyond 64 bits", RawPlist({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})},
-      {"UID of 9 bytes", RawPlist({{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}})},
       {"top object out of range", changed([](RawPlist& p) { p.top = 1; })},
       {"more objects than the offset table holds", changed([](RawPlist& p) { p.countDelta = 1000; })},
       {"offset inside the header", changed([](RawPlist& p) { p.offsetOverride = {2}; })},
