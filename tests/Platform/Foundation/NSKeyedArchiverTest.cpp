@@ -214,7 +214,8 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsOurArchives) {
             R"("inner": {"$$count": 0, "$class": "ArchiverTestRecord", "name": ""}, )"
             R"("name": "caf\u00e9 \ud83d\udcf7"}})");
   record.selfReference = true;  // a back reference, never followed
-  const auto r = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(NSKeyedArchiver::archivedDataWithRootObject(record));
+  const auto r =
+      NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(NSKeyedArchiver::archivedDataWithRootObject(record));
   ASSERT_TRUE(r && r->decodedChildren && r->decodedChildren->size() == 2);
   EXPECT_EQ(std::tuple(r->name, r->blob, r->count), std::tuple(record.name, record.blob, -42));
   EXPECT_EQ(asPoint(r->decodedChildren->at("\xC3\xA9"))->x, 1099511627776);
@@ -389,7 +390,8 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
   };
   for (const auto& [what, plist] : cases) EXPECT_FALSE(Reader::parse(plist.build())) << what;
   // Nesting at the limit and one string under two arrays (shared, not a cycle) are accepted.
-  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()) && Reader::parse(chain(Reader::kMaxDepth, true).build()));
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()));
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, true).build()));
   EXPECT_TRUE(Reader::parse(RawPlist({arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}}).build()));
   EXPECT_FALSE(Reader::parse(dataOf("bplist01" + std::string(40, '\0'))));
   EXPECT_FALSE(Reader::parse(dataOf("bplist00")));
