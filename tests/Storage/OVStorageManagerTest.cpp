@@ -42,14 +42,6 @@ TEST(OVStorageManagerTest, NewManagerStartsEmptyAndKeysCarryTheVersion) {
   EXPECT_TRUE(manager->defStorage()->allStorageItemIdentifiers().empty());
   EXPECT_EQ(manager->currentVersion(), "158");
   EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(), std::string(kDefaultKey) + kCustomKey);
-  EnvironmentOverrides o = environmentOverrides();
-  o.bundleVersion = "";
-  ScopedEnvironmentOverrides unknown(o);
-  EXPECT_EQ(manager->keyForDefaultStorage() + manager->keyForCustomizeStorage(),
-            "kHXDefaultStorageDataversion_unknownkHXCustomizeStorageDataversion_unknown");
-  // Removing an unknown item saves nothing at all.
-  manager->removeDataWithIdentifier("unknown");
-  EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->allKeys().empty());
 }
 
 // Updates and effective removals save the default store; direct changes to
@@ -87,11 +79,8 @@ TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnReq
 
   auto created = manager->createCustomiszeStorageWithIdentifier("albums");
   ASSERT_TRUE(created);
-  EXPECT_NE(created->identifier(), "albums");  // the name only names the entry
-  EXPECT_EQ(created->identifier().size(), 36u);
-  EXPECT_EQ(created->destinationPath(), OVStorage::defaultDestinationPath());
+  EXPECT_EQ(created->identifier().size(), 36u);  // a UUID: the name only names the entry
   EXPECT_EQ(manager->createCustomiszeStorageWithIdentifier("albums"), created);
-  EXPECT_EQ(manager->customizeStorageWithIdentifier("albums"), created);
   EXPECT_FALSE(defaultsValue(kCustomKey));  // nothing saved yet
 
   EXPECT_TRUE(manager->addCustomizeStorageWithIdentifier(loose, "albums"));
@@ -111,46 +100,17 @@ TEST(OVStorageManagerTest, CustomisedStoresAreAddedOnlyByCreateAndSavedOnlyOnReq
   EXPECT_FALSE(defaultsValue(kDefaultKey));
 }
 
-// The entries of another version are neither read nor removed.
-TEST(OVStorageManagerTest, AnotherVersionStartsFromStoresOfItsOwn) {
-  testing::TestEnvironment env;
-  auto manager = freshManager();
-  manager->updateDataWithIdentifier(bytesOf("old"), "item");
-  manager->createCustomiszeStorageWithIdentifier("albums");
-  manager->saveCustomizeStorage();
-  const auto old = std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey));
-  {
-    EnvironmentOverrides o = environmentOverrides();
-    o.bundleVersion = "159";
-    ScopedEnvironmentOverrides newer(o);
-    manager = freshManager();
-    EXPECT_FALSE(manager->dataWithIdentifierExist("item") || manager->customizeStorageWithIdentifier("albums"));
-    manager->updateDataWithIdentifier(bytesOf("new"), "item");
-    EXPECT_TRUE(defaultsValue("kHXDefaultStorageData159"));
-  }
-  EXPECT_EQ(std::pair(defaultsValue(kDefaultKey), defaultsValue(kCustomKey)), old);
-  EXPECT_EQ(text(freshManager()->dataWithIdentifier("item")), "old");
-}
-
-// Whatever sits in the defaults under the two keys, a manager starts, with
-// fresh empty state when it cannot be decoded; a default store whose chunk
-// file is gone is replaced.
+// Undecodable entries under the two keys, or a default store whose chunk file is gone, give fresh empty state.
 TEST(OVStorageManagerTest, UndecodableEntriesGiveFreshEmptyState) {
   testing::TestEnvironment env;
   freshManager()->updateDataWithIdentifier(bytesOf("x"), "x");
   const Data archivedStore = *defaultsValue(kDefaultKey);
   const Data chunk = NSKeyedArchiver::archivedDataWithRootObject(OVStorageChunk(0, 1));
+  const Data chunks = NSKeyedArchiver::archivedDataWithRootDictionary({{"k", std::make_shared<OVStorageChunk>(0, 1)}});
   // {default store, customised stores}: garbage, a truncated archive, wrong roots.
   const std::pair<Data, Data> cases[] = {
-      {{}, {}},
-      {dataOf("not an archive at all"), dataOf("not an archive at all")},
-      {Data(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2),
-       Data(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2)},
-      {chunk, chunk},
-      {NSKeyedArchiver::archivedDataWithRootDictionary({{"k", std::make_shared<OVStorageChunk>(0, 1)}}),
-       NSKeyedArchiver::archivedDataWithRootDictionary({{"k", std::make_shared<OVStorageChunk>(0, 1)}})},
-      {chunk, archivedStore},
-  };
+      {dataOf("not an archive at all"), Data(archivedStore.begin(), archivedStore.begin() + archivedStore.size() / 2)},
+      {chunk, chunks}, {chunks, archivedStore}};
   for (std::size_t i = 0; i < std::size(cases); ++i) {
     SCOPED_TRACE(i);
     auto defaults = NSUserDefaults::standardUserDefaults();
@@ -169,8 +129,7 @@ TEST(OVStorageManagerTest, UndecodableEntriesGiveFreshEmptyState) {
   EXPECT_FALSE(freshManager()->dataWithIdentifierExist("y"));
 }
 
-// Before the shared manager exists, init makes a new one; from then on every
-// init answers the shared one, from whatever thread.
+// Before the shared manager exists init makes a new one; from then on it answers the shared one.
 TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
   testing::TestEnvironment env;
   auto result = testing::runInChild([] {
@@ -191,8 +150,7 @@ TEST(OVStorageManagerConcurrencyTest, SharedManagerIsCreatedOnceAcrossThreads) {
   EXPECT_EQ(result.exitCode, 0) << result.stderrText;
 }
 
-// Threads updating their own items through one manager: every update that
-// returned is in the saved index, whatever order the saves ran in.
+// Every update that returned is in the saved index, whatever order the threads' saves ran in.
 TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
   testing::TestEnvironment env;
   auto manager = freshManager();
@@ -208,11 +166,7 @@ TEST(OVStorageManagerConcurrencyTest, ConcurrentUpdatesAreAllSaved) {
   EXPECT_TRUE(manager->customizeStorageWithIdentifier("shared"));
 }
 
-// Bytes of one version of an item: a header naming the item and the version,
-// then bytes made from both. Item 0 is large and fills its own separate file;
-// the others take a size from 16 to 5000 bytes drawn anew for every version,
-// so that a replacement is now written in place over a longer old value, now
-// appended.
+// A header naming item and version, then bytes made from both; item 0 is large, the others 16 to 4861 bytes.
 Data versionBytes(int item, int version) {
   const auto seed = static_cast<std::uint32_t>(item * 7919 + version * 104729);
   const std::size_t size = item == 0 ? 3145728 + 4096 : 16 + testing::itemBytes(2, seed)[1] * 19;
@@ -222,9 +176,7 @@ Data versionBytes(int item, int version) {
   return bytes;
 }
 
-// A process killed in the middle of manager updates and removals: the next
-// process restores the manager, and every listed item reads back bytes once
-// written under its identifier, or nothing with the damage line.
+// After a kill mid-update, every listed item reads bytes once written under its name, or nothing with the damage line.
 TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines) {
   for (int round = 0; round < 10; ++round) {
     SCOPED_TRACE(round);
@@ -232,7 +184,6 @@ TEST(OVStorageManagerFaultTest, KilledWriterLeavesOnlyWrittenBytesOrDamageLines)
     testing::ChildProcess writer([] {
       auto manager = freshManager();
       for (int step = 1;; ++step) {
-        // Item 0 is a large item kept in a file of its own; it is replaced, never removed.
         const int item = (step * 7) % 24;
         if (item != 0 && step % 5 == 0) manager->removeDataWithIdentifier("item-" + std::to_string(item));
         else manager->updateDataWithIdentifier(versionBytes(item, step), "item-" + std::to_string(item));

@@ -47,9 +47,7 @@ OVChunkInfo record(std::int64_t offset, std::int64_t length, char fill = 'k') {
   return info;
 }
 
-// Stores start empty in the data directory (the cache directory without one)
-// under fresh version 4 UUIDs, or fail with an error; a store opened under a
-// known name starts over with an empty chunk file.
+// Stores start empty in the data directory under fresh version 4 UUIDs, or fail with an error.
 TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) {
   testing::TestEnvironment env;
   const auto expected = (env.path() / "data" / "org.orvane.tests").string();
@@ -70,21 +68,11 @@ TEST(OVStorageTest, InitializersStartEmptyInTheirDirectoryWithFreshIdentifiers) 
   ASSERT_TRUE(OVStorage::initWithIdentifier("named")->allStorageItemIdentifiers().empty());
   EXPECT_EQ(fileSize(store->filePathWithIdentifier("named")), 0);
 
-  EnvironmentOverrides o;
-  o.applicationIdentifier = "org.orvane.fallback";
-  o.dataHome = std::filesystem::path();  // no data directory
-  o.cacheHome = env.path() / "cache";
-  ScopedEnvironmentOverrides scoped(o);
-  EXPECT_EQ(OVStorage::defaultDestinationPath(), (env.path() / "cache" / "org.orvane.fallback").string());
-  EXPECT_TRUE(std::filesystem::is_directory(env.path() / "cache" / "org.orvane.fallback"));
   std::ofstream(env.path() / "plain") << "a file";
   const auto bad = (env.path() / "plain" / "store").string();
-  NSError error, untouched{"unchanged", 7, {}};
+  NSError error;
   EXPECT_EQ(OVStorage::initWithDestinationIdentifierError(bad, "s", &error), nullptr);
   EXPECT_EQ(error.domain, NSCocoaErrorDomain);
-  EXPECT_FALSE(error.localizedDescription().empty());
-  EXPECT_EQ(OVStorage::initWithDestinationError(bad, &untouched), nullptr);
-  EXPECT_EQ(untouched, (NSError{"unchanged", 7, {}}));
 }
 
 // Each item's chunk and bytes, and the chunk file's size.
@@ -110,15 +98,8 @@ TEST(OVStorageTest, ItemsGoBackToBackAndAreOverwrittenInPlaceWhenTheyFit) {
   store->updateDataWithIdentifier(a, "new");  // update saves new items too
   EXPECT_EQ(state("new"), std::tuple(Chunk(27, 10), a, 37));
   EXPECT_EQ(state("absent"), std::tuple(std::nullopt, std::nullopt, 37));
-  EXPECT_FALSE(store->dataWithIdentifierExist("absent"));
-  EXPECT_TRUE(store->dataWithIdentifierExist("new"));
-  auto ids = store->allStorageItemIdentifiers();
-  std::sort(ids.begin(), ids.end());
-  EXPECT_EQ(ids, (std::vector<std::string>{"A", "B", "new"}));
 
-  // An empty first item is recorded as the null chunk and looks for a file of
-  // its own; later in the file an empty item is a chunk of length 0. Up to
-  // three mebibytes go to the chunk file, larger items to a file of their own.
+  // An empty first item is the null chunk; up to kLimit bytes go to the chunk file, more to a file of their own.
   testing::TempDir other;
   store = makeStore(other);
   ASSERT_TRUE(store->saveDataWithIdentifier(Data(), "empty"));
@@ -137,13 +118,11 @@ TEST(OVStorageTest, ItemsGoBackToBackAndAreOverwrittenInPlaceWhenTheyFit) {
   EXPECT_EQ(fileSize(store->filePathWithIdentifier("large")), kLimit + 1);
 }
 
-// Identifiers name files of large items inside the store whatever they hold;
-// removing leaves dead space in the chunk file, cleaning empties it.
+// Identifiers name files inside the store whatever they hold; removing leaves dead space, cleaning empties it.
 TEST(OVStorageTest, RemovingCleaningAndFileNamesInsideTheStore) {
   const std::pair<std::string, std::string> names[] = {
-      {"a/b", "a%2Fb"}, {"../escape", "..%2Fescape"}, {".", "%2E"}, {"..", "%2E%2E"}, {"...", "..."},
-      {"100%", "100%25"}, {"a%2Fb", "a%252Fb"}, {std::string("nul\0byte", 8), "nul%00byte"},
-  };
+      {"../escape", "..%2Fescape"}, {".", "%2E"}, {"..", "%2E%2E"}, {"...", "..."}, {"a%2Fb", "a%252Fb"},
+      {std::string("nul\0byte", 8), "nul%00byte"}};
   for (const auto& [identifier, fileName] : names) EXPECT_EQ(fs::safeFileName(identifier), fileName);
   testing::TempDir dir;
   auto store = makeStore(dir);
@@ -197,20 +176,7 @@ TEST(OVStorageTest, RefusedWritesLeaveTheChunkFileAndAreLogged) {
     EXPECT_NE(result.stderrText.find(line), std::string::npos) << result.stderrText;
 }
 
-TEST(OVStorageChunkTest, ValuesAndTheNullChunk) {
-  EXPECT_FALSE(Chunk::init().has_value());
-  EXPECT_TRUE(Chunk::nullStorageChunk().nullChunk());
-  EXPECT_FALSE(Chunk(0, 5).nullChunk() || Chunk(7, 0).nullChunk());
-  const auto chunk = Chunk::initWithOffsetLength(-3, 1LL << 40);
-  EXPECT_EQ(std::pair(chunk.offset(), chunk.length()), std::pair(std::int64_t(-3), std::int64_t(1) << 40));
-  EXPECT_TRUE(Chunk::supportsSecureCoding() && OVStorageChunkTable::supportsSecureCoding() &&
-              OVStorage::supportsSecureCoding());
-  const auto decoded = roundTrip<Chunk>(chunk);
-  EXPECT_TRUE(decoded && *decoded == chunk);
-}
-
-// A record keeps 20 characters of the key's digest and the caller's other
-// bytes; setting a key again replaces all 40 bytes with the caller's.
+// A record keeps 20 characters of the key's digest; setting a key again replaces all 40 bytes.
 TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
   OVStorageChunkTable table;
   const auto first = record(11, 22), second = record(3, 4, 'z');
@@ -233,14 +199,10 @@ TEST(OVStorageChunkTableTest, RecordsKeepTheDigestAndAreReplacedWhole) {
   for (const auto& [info, key] : {std::pair{&first, std::string_view("")}, {nullptr, "k"}, {&first, "\xff\xfe"}})
     none.setChunkInfoWithKey(info, key);
   EXPECT_EQ(none.count(), 0u);
-  EXPECT_FALSE(none.chunkInfoWithKey(nullptr, "") || none.chunkInfoWithKey(nullptr, "k"));
-  EXPECT_TRUE(none.indexOfChunkInfoKey("") == NSNotFound && none.indexOfChunkInfoKey("k") == NSNotFound);
-  none.setChunkInfoWithKey(&first, "k");
-  EXPECT_TRUE(none.chunkInfoWithKey(nullptr, "k"));  // found, nothing written
+  EXPECT_TRUE(!none.chunkInfoWithKey(nullptr, "k") && none.indexOfChunkInfoKey("k") == NSNotFound);
 }
 
-// Records with no zero byte anywhere fill the table: the rebuild must stop at
-// the end of the array (AddressSanitizer reports a read past it).
+// Records without a zero byte: the rebuild must stop at the end of the array (AddressSanitizer).
 TEST(OVStorageChunkTableTest, GrowsByTwoHundredRecordsAndRebuildStaysInTheArray) {
   OVStorageChunkTable table;
   auto info = record(0x4141414141414141, 0x4141414141414141, 'A');
@@ -275,11 +237,8 @@ TEST(OVStorageChunkTableTest, ConcurrencySetAndGetOfDistinctKeys) {
   EXPECT_EQ(table.capacity(), 1200u);
 }
 
-// The index against std::unordered_map under a long random mix of sets,
-// replacements and removals over a small key space of short, inline-length
-// and long identifiers, so that probe runs collide, wrap around and are
-// shifted back on removal; every other entry carries a checksum that must
-// move with it.
+// The index against std::unordered_map under random sets and removals of short, inline-length and long keys:
+// probe runs collide, wrap and shift back on removal; checksums must move with their entries.
 TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
   ChunkIndex index;
   std::unordered_map<std::string, std::int64_t> model;
@@ -297,14 +256,6 @@ TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
     }
     if (step % 997 != 0 && step != 19999) continue;
     ASSERT_EQ(index.size(), model.size());
-    std::size_t seen = 0;
-    index.forEach([&](std::string_view identifier, const Chunk& chunk) {
-      ++seen;
-      auto it = model.find(std::string(identifier));
-      ASSERT_NE(it, model.end());
-      EXPECT_EQ(chunk, Chunk(it->second, it->second + 1));
-    });
-    EXPECT_EQ(seen, model.size());
     for (unsigned n = 0; n < 300; ++n) {
       const auto entry = index.findEntry(keyOf(n));
       const auto it = model.find(keyOf(n));
@@ -316,10 +267,6 @@ TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
     }
   }
   index.clear();
-  EXPECT_EQ(index.size(), 0u);
-  EXPECT_EQ(index.find("1"), std::nullopt);
-  EXPECT_FALSE(index.erase("1"));
-
   const std::string names[] = {"", std::string("a\0b", 3), std::string(32, 'y'), std::string(33, 'y'), "\xff"};
   for (std::size_t i = 0; i < std::size(names); ++i) index.set(names[i], Chunk(std::int64_t(i), 1));
   for (std::size_t i = 0; i < std::size(names); ++i)
@@ -328,8 +275,7 @@ TEST(ChunkIndexTest, BehavesLikeAMapUnderRandomChanges) {
   EXPECT_EQ(index.find("a"), std::nullopt);
 }
 
-// Writes whatever values a test wants under a class name of the library, to
-// make archives that the library's own classes would never write.
+// Writes whatever values a test wants under a class name of the library.
 struct ForgedObject : NSCoding {
   explicit ForgedObject(std::string className) : className(std::move(className)) {}
   std::string archiveClassName() const override { return className; }
@@ -359,8 +305,7 @@ TEST(OVStorageCodingTest, TableArchiveHoldsTheRecordsInUseAndLeavesTheTableUsabl
   ASSERT_TRUE(decoded);
   EXPECT_EQ(decoded->count(), 3u);
   EXPECT_EQ(decoded->capacity(), 3u);
-  // Rebuilt from 20-character key fields: old keys are lost, new ones found
-  // after growing by one step.
+  // Rebuilt from 20-character key fields: old keys are lost, new ones found after growing.
   EXPECT_FALSE(decoded->chunkInfoWithKey(nullptr, "old-0"));
   decoded->setChunkInfoWithKey(&info, "new");
   EXPECT_EQ(decoded->capacity(), 203u);
@@ -369,41 +314,14 @@ TEST(OVStorageCodingTest, TableArchiveHoldsTheRecordsInUseAndLeavesTheTableUsabl
   EXPECT_EQ(out.offset, 4);
   EXPECT_EQ(decoded->indexOfChunkInfoKey("new"), 3u);
 
-  const std::pair<std::function<void(ForgedObject&)>, std::uint64_t> forged[] = {
-      {[](ForgedObject&) {}, 0},
-      {[](ForgedObject& o) { o.datas["tableData"] = Data(); }, 0},
-      {[](ForgedObject& o) { o.texts["tableData"] = std::string(80, 'x'); }, 0},
-      {[](ForgedObject& o) { o.datas["tableData"] = Data(85, 'A'); }, 2},
-      {[](ForgedObject& o) { o.datas["tableData"] = Data(39, 0xFF); }, 0},
-  };
-  for (const auto& [forge, count] : forged) {
-    SCOPED_TRACE(count);
-    ForgedObject o("OVStorageChunkTable");
-    forge(o);
-    auto t = roundTrip<OVStorageChunkTable>(o);
-    ASSERT_TRUE(t);
-    EXPECT_EQ(t->count(), count);
-    EXPECT_EQ(t->capacity(), count);
-    t->setChunkInfoWithKey(&info, "k");
-    EXPECT_TRUE(t->chunkInfoWithKey(nullptr, "k"));
-    EXPECT_EQ(t->capacity(), count + 200);
-  }
-  ForgedObject noInteger("OVStorageChunk");
-  noInteger.texts["offset"] = "12";  // not an integer: reads as 0
-  ASSERT_TRUE(roundTrip<Chunk>(noInteger));
-  EXPECT_TRUE(roundTrip<Chunk>(noInteger)->nullChunk());
-
-  // A decoded table finds each record under the text its key field starts,
-  // running on to the first zero: here the second record spells a key's
-  // whole digest across its key field, gap and offset.
-  ForgedObject spelled("OVStorageChunkTable");
-  spelled.datas["tableData"] = Data(80, 0);
-  std::memcpy(&spelled.datas["tableData"][40], NSStringMd5::md5Value("photo-7")->data(), 32);
-  spelled.datas["tableData"][73] = 1;  // length 256: its low byte ends the text
-  decoded = roundTrip<OVStorageChunkTable>(spelled);
-  ASSERT_TRUE(decoded && decoded->chunkInfoWithKey(&out, "photo-7"));
-  EXPECT_EQ(decoded->indexOfChunkInfoKey("photo-7"), 1u);
-  EXPECT_EQ(out.length, 256);
+  // Forged table data: the part record at the end is dropped.
+  ForgedObject forged("OVStorageChunkTable");
+  forged.datas["tableData"] = Data(85, 'A');
+  decoded = roundTrip<OVStorageChunkTable>(forged);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(std::pair(decoded->count(), decoded->capacity()), std::pair(std::uint64_t{2}, std::uint64_t{2}));
+  decoded->setChunkInfoWithKey(&info, "k");
+  EXPECT_TRUE(decoded->chunkInfoWithKey(nullptr, "k") && decoded->capacity() == 202);
 }
 
 TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
@@ -411,7 +329,6 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
   auto store = OVStorage::initWithDestinationIdentifierError(dir.path().string(), "store", nullptr);
   const auto small = itemBytes(1000, 1), large = itemBytes(kLimit + 1, 2);
   ASSERT_TRUE(store->saveDataWithIdentifier(small, "small") && store->saveDataWithIdentifier(large, "large"));
-  ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(10, 3), "odd/name"));
   const Data archive = NSKeyedArchiver::archivedDataWithRootObject(*store);
   store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive);
   ASSERT_TRUE(store);
@@ -419,15 +336,12 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
   auto item = [&](std::string_view id) { return std::pair(store->storageChunkWithIdentifier(id), store->dataWithIdentifier(id)); };
   EXPECT_EQ(item("small"), std::pair(std::optional(Chunk(0, 1000)), std::optional(small)));
   EXPECT_EQ(item("large"), std::pair(std::optional(Chunk::nullStorageChunk()), std::optional(large)));
-  EXPECT_EQ(item("odd/name"), std::pair(std::optional(Chunk(1000, 10)), std::optional(itemBytes(10, 3))));
   ASSERT_TRUE(store->saveDataWithIdentifier(itemBytes(5, 4), "next"));
-  EXPECT_EQ(store->storageChunkWithIdentifier("next"), Chunk(1010, 5));
+  EXPECT_EQ(store->storageChunkWithIdentifier("next"), Chunk(1000, 5));
   store.reset();
-  std::filesystem::remove(dir / "store");
-  EXPECT_EQ(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(archive), nullptr);
 
   // Forged archives: the texts that find the chunk file and the index.
-  std::ofstream(dir / "store", std::ios::binary) << "0123456789";
+  std::ofstream(dir / "store", std::ios::binary | std::ios::trunc) << "0123456789";
   auto forge = [&](const std::function<void(ForgedObject&)>& change) {
     ForgedObject o("OVStorage");
     o.texts = {{"destinationPath", dir.path().string()}, {"identifier", "store"}};
@@ -437,39 +351,24 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
   };
   ASSERT_TRUE(forge([](ForgedObject&) {}));
   EXPECT_EQ(forge([](ForgedObject&) {})->dataWithIdentifier("ok"), dataOf("234"));
-  // No store: the texts that find the chunk file are missing, empty, not
-  // texts, or name no chunk file.
+  // No store: the texts that find the chunk file are missing, empty, not texts, or name no chunk file.
   const std::function<void(ForgedObject&)> noStore[] = {
       [](ForgedObject& o) { o.texts.erase("identifier"); },
       [](ForgedObject& o) { o.texts["identifier"] = ""; },
       [](ForgedObject& o) { o.texts.erase("destinationPath"), o.integers["destinationPath"] = 42; },
-      [](ForgedObject& o) { o.texts.erase("identifier"), o.datas["identifier"] = dataOf("store"); },
       [](ForgedObject& o) { o.texts["identifier"] = "missing"; },
   };
   for (const auto& change : noStore) EXPECT_FALSE(forge(change));
-  // An index that is absent or not a dictionary gives an empty store.
-  for (auto change : {+[](ForgedObject& o) { o.dictionaries.clear(); },
-                      +[](ForgedObject& o) { o.dictionaries.clear(), o.texts["_fragmentChunk"] = "ok"; }}) {
-    auto store = forge(change);
-    ASSERT_TRUE(store);
-    EXPECT_TRUE(store->allStorageItemIdentifiers().empty());
-  }
-  // Entries that are not chunks are left out; damaged chunks read as nothing.
+  // An index that is not a dictionary gives an empty store.
+  store = forge([](ForgedObject& o) { o.dictionaries.clear(), o.texts["_fragmentChunk"] = "ok"; });
+  EXPECT_TRUE(store && store->allStorageItemIdentifiers().empty());
+  // Entries that are not chunks are left out.
   auto mixed = forge([&](ForgedObject& o) {
-    auto& d = o.dictionaries["_fragmentChunk"];
-    d["negative"] = std::make_shared<Chunk>(-1, 3);
-    d["negative-length"] = std::make_shared<Chunk>(1, -3);
-    d["past-end"] = std::make_shared<Chunk>(8, 3);
-    d["far"] = std::make_shared<Chunk>(INT64_MAX, INT64_MAX);
-    d["table"] = std::make_shared<OVStorageChunkTable>();
-    d["null"] = nullptr;
+    o.dictionaries["_fragmentChunk"]["table"] = std::make_shared<OVStorageChunkTable>();
+    o.dictionaries["_fragmentChunk"]["null"] = nullptr;
   });
   ASSERT_TRUE(mixed);
-  EXPECT_EQ(mixed->allStorageItemIdentifiers().size(), 5u);
-  EXPECT_FALSE(mixed->dataWithIdentifierExist("table"));
-  EXPECT_EQ(mixed->dataWithIdentifier("ok"), dataOf("234"));
-  for (const char* id : {"negative", "negative-length", "past-end", "far"})
-    EXPECT_EQ(mixed->dataWithIdentifier(id), std::nullopt) << id;
+  EXPECT_EQ(mixed->allStorageItemIdentifiers(), std::vector<std::string>{"ok"});
   EXPECT_EQ(fileSize(dir / "store"), 10);  // decoding never truncates
 }
 
@@ -477,35 +376,25 @@ TEST(OVStorageCodingTest, StoreArchivesKeepTheChunkFileAndTheIndex) {
 TEST(OVStorageCodingTest, DecodesAnArchiveInThePlatformsLayout) {
   testing::TempDir dir;
   std::ofstream(dir / "platform-store", std::ios::binary) << "hello, world";
-  // One record: a 20-character key field, a gap, offset 7 and length 7.
-  std::string table;
-  for (int i = 0; i < 20; ++i) table += "4b";
-  table += "00000000" "0700000000000000" "0700000000000000";
   const auto archive = testing::encodeKeyedArchive(R"([
     "$null",
     {"$class": {"$uid": 2}, "destinationPath": {"$uid": 3}, "identifier": {"$uid": 4},
      "_fragmentChunk": {"$uid": 5}},
     {"$classname": "OVStorage", "$classes": ["OVStorage", "NSObject"]},
     ")" + dir.path().string() + R"(", "platform-store",
-    {"$class": {"$uid": 6}, "NS.keys": [{"$uid": 7}, {"$uid": 8}, {"$uid": 9}],
-     "NS.objects": [{"$uid": 10}, {"$uid": 11}, {"$uid": 13}]},
+    {"$class": {"$uid": 6}, "NS.keys": [{"$uid": 7}, {"$uid": 8}], "NS.objects": [{"$uid": 9}, {"$uid": 10}]},
     {"$classname": "NSMutableDictionary", "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
-    "hello", "world", "table",
-    {"$class": {"$uid": 12}, "offset": 0, "length": 5},
-    {"$class": {"$uid": 12}, "offset": 5, "length": 6},
-    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]},
-    {"$class": {"$uid": 14}, "tableData": {"$data": ")" + table + R"("}},
-    {"$classname": "OVStorageChunkTable", "$classes": ["OVStorageChunkTable", "NSObject"]}
+    "hello", "world",
+    {"$class": {"$uid": 11}, "offset": 0, "length": 5},
+    {"$class": {"$uid": 11}, "offset": 5, "length": 6},
+    {"$classname": "OVStorageChunk", "$classes": ["OVStorageChunk", "NSObject"]}
   ])");
   ASSERT_TRUE(archive);
   auto store = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<OVStorage>(*archive);
   ASSERT_TRUE(store);
   EXPECT_EQ(store->identifier(), "platform-store");
-  EXPECT_EQ(store->destinationPath(), dir.path().string());
-  EXPECT_EQ(store->storageChunkWithIdentifier("world"), Chunk(5, 6));
   EXPECT_EQ(store->dataWithIdentifier("hello"), dataOf("hello"));
   EXPECT_EQ(store->dataWithIdentifier("world"), dataOf(", worl"));
-  EXPECT_FALSE(store->dataWithIdentifierExist("table"));  // a table is no chunk
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #pragma once
 
-// Data for tests, benchmarks and the demo, the same on every run: `size` bytes
-// that look random and differ from item to item (by `seed`), or text of a few
-// repeated words that compresses well.
+// Repeatable data: random-looking bytes that differ by `seed`, or text of a few words that compresses well.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,6 @@
 #pragma once
 
-// Runs tests/support/keyed_archive.py, which reads and writes keyed archives
-// with Python's plistlib. A test program using this defines ORVANE_PYTHON3 and
-// ORVANE_KEYED_ARCHIVE_SCRIPT (see tests/CMakeLists.txt).
+// Runs tests/support/keyed_archive.py (plistlib); see orvane_use_keyed_archive_script in tests/CMakeLists.txt.
 
 #include <cstdio>
 #include <fstream>
@@ -15,8 +13,7 @@
 
 namespace orvane::testing {
 
-/// Runs the script with `command`, then `path` and the rest; the script's
-/// output without its final newlines, or nothing when it fails.
+/// The script's output without its final newlines, or nothing when it fails.
 inline std::optional<std::string> runKeyedArchiveScript(const char* command,
                                                         const std::filesystem::path& path,
                                                         const std::string& rest = "") {
@@ -32,8 +29,7 @@ inline std::optional<std::string> runKeyedArchiveScript(const char* command,
   return out;
 }
 
-/// plistlib's reading of an archive as one line of JSON (the script's
-/// "describe"), or nothing when plistlib refuses it or the layout is wrong.
+/// plistlib's reading of an archive as one line of JSON, or nothing when it refuses it.
 inline std::optional<std::string> describeKeyedArchive(ByteView archive) {
   TempDir dir;
   std::ofstream(dir / "archive", std::ios::binary)
@@ -41,9 +37,7 @@ inline std::optional<std::string> describeKeyedArchive(ByteView archive) {
   return runKeyedArchiveScript("describe", dir / "archive");
 }
 
-/// An archive written by plistlib in the platform archiver's layout, with the
-/// given JSON list as $objects ({"$uid": n} for UIDs, {"$data": hex} for data)
-/// and $top {root: UID 1}.
+/// An archive written by plistlib with the JSON list as $objects and $top {root: UID 1}.
 inline std::optional<Data> encodeKeyedArchive(const std::string& objectsJson) {
   TempDir dir;
   std::ofstream(dir / "objects.json") << objectsJson;

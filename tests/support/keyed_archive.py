@@ -1,12 +1,8 @@
 #!/usr/bin/env python3
-"""Reads and writes keyed archives with Python's plistlib, for interoperability tests.
+"""Keyed archives through Python's plistlib, for interoperability tests.
 
-describe FILE: prints a binary keyed archive as one line of JSON: $archiver, $version, per class
-  name the count of class records and the rest of its $classes, and the root with UIDs followed
-  ("$null" as null, data as {"$data": hex}, dictionaries as {"$class", "entries"}, other objects
-  as {"$class", key: value...}). Exits 1 when the layout is not the keyed-archive layout.
-encode FILE < JSON: writes a binary keyed archive whose $objects is the JSON list ({"$uid": n}
-  for a UID, {"$data": hex} for data), with $top {root: UID 1}.
+describe FILE: prints an archive as one line of JSON, UIDs followed; exits 1 when the layout is wrong.
+encode FILE < JSON: writes an archive whose $objects is the JSON list ({"$uid": n}, {"$data": hex}).
 """
 import json
 import plistlib

@@ -1,10 +1,9 @@
-// Keyed archives and the binary property lists below them: round trips,
-// archives in the platform archiver's layout made by hand or by Python's
-// plistlib, damaged and hostile input.
+// Keyed archives and the binary property lists below them: round trips, plistlib interop, damaged input.
 #include "orvane/Platform/Foundation/NSKeyedArchiver.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -30,8 +29,7 @@ struct TestPoint : NSCoding {
   std::int64_t x, y;
 };
 
-// A record that uses every kind of value; the members after selfReference are
-// filled by decoding only.
+// A record that uses every kind of value; the members after selfReference are filled by decoding only.
 struct TestRecord : NSCoding {
   std::string archiveClassName() const override { return "ArchiverTestRecord"; }
   std::vector<std::string> archiveClassHierarchy() const override {
@@ -80,41 +78,6 @@ const TestPoint* asPoint(const std::shared_ptr<NSCoding>& object) {
 }
 std::shared_ptr<TestPoint> point(std::int64_t x, std::int64_t y) { return std::make_shared<TestPoint>(x, y); }
 
-TEST_F(NSKeyedArchiverTest, DictionariesAndObjectGraphsRoundTrip) {
-  NSCodingDictionary dictionary{{"", point(0, 0)}, {"caf\xC3\xA9-\xF0\x9F\x93\xB7", point(-1, 7)},
-                                {"big", point(INT64_MAX, INT64_MIN)}};
-  for (int i = 0; i < 1000; ++i) dictionary["item-" + std::to_string(i)] = point(i * 4096, i);
-  for (const auto& source : {dictionary, NSCodingDictionary{}}) {
-    const auto decoded = NSKeyedUnarchiver::unarchiveDictionaryWithData(NSKeyedArchiver::archivedDataWithRootDictionary(source));
-    ASSERT_TRUE(decoded && decoded->size() == source.size());
-    for (const auto& [key, value] : source) {
-      const TestPoint *p = decoded->count(key) ? asPoint(decoded->at(key)) : nullptr, &e = static_cast<const TestPoint&>(*value);
-      EXPECT_TRUE(p && p->x == e.x && p->y == e.y) << key;
-    }
-  }
-  TestRecord record;
-  record.name = "\xC3\x9C" "bersicht";
-  record.blob = Data(100000);
-  for (std::size_t i = 0; i < record.blob->size(); ++i) (*record.blob)[i] = static_cast<std::uint8_t>(i * 7);
-  record.count = -42;
-  record.children = NSCodingDictionary{{"a", point(1, 2)}};
-  auto inner = std::make_shared<TestRecord>();
-  inner->name = "";
-  inner->blob = Data{};
-  record.inner = inner;
-  record.selfReference = true;  // never followed
-  const auto r = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(NSKeyedArchiver::archivedDataWithRootObject(record));
-  ASSERT_TRUE(r && r->decodedChildren && r->decodedChildren->size() == 1);
-  EXPECT_EQ(std::tuple(r->name, r->blob, r->count), std::tuple(record.name, record.blob, -42));
-  EXPECT_EQ(asPoint(r->decodedChildren->at("a"))->y, 2);
-  EXPECT_TRUE(r->hadInner && !r->decodedSelf);
-  const auto in = std::dynamic_pointer_cast<TestRecord>(r->decodedInner);
-  ASSERT_TRUE(in);
-  // Empty text and data are values; absent keys give nothing and 0.
-  EXPECT_EQ(std::pair(in->name, in->blob), std::pair(std::optional<std::string>(""), std::optional<Data>(Data{})));
-  EXPECT_FALSE(in->hadInner || in->decodedChildren || in->decodedInner || in->count);
-}
-
 TEST_F(NSKeyedArchiverTest, WrongRootsAndUnknownClassesGiveNothing) {
   const Data pointArchive = NSKeyedArchiver::archivedDataWithRootObject(TestPoint(1, 2));
   EXPECT_TRUE(NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestPoint>(pointArchive));
@@ -136,12 +99,6 @@ TEST_F(NSKeyedArchiverTest, WrongRootsAndUnknownClassesGiveNothing) {
   ASSERT_TRUE(mixed);
   EXPECT_EQ(mixed->size(), 1u);
   EXPECT_TRUE(mixed->count("known"));
-  Data otherArchiver = pointArchive;  // the archive of another archiver
-  const std::string_view name = "NSKeyedArchiver";
-  const auto at = std::search(otherArchiver.begin(), otherArchiver.end(), name.begin(), name.end());
-  ASSERT_NE(at, otherArchiver.end());
-  at[14] = 'z';
-  EXPECT_FALSE(NSKeyedUnarchiver::unarchiveObjectWithData(otherArchiver));
 }
 
 TEST_F(NSKeyedArchiverTest, NestingIsCutAtAFixedDepth) {
@@ -159,13 +116,10 @@ TEST_F(NSKeyedArchiverTest, NestingIsCutAtAFixedDepth) {
   };
   EXPECT_EQ(depthAfterRoundTrip(40), 40);
   const int cut = depthAfterRoundTrip(1000);
-  EXPECT_GE(cut, 40);
-  EXPECT_LT(cut, 1000);
+  EXPECT_TRUE(cut >= 40 && cut < 1000) << cut;
 }
 
-// Every key refers to one text object with thousands of keys of its own,
-// "$class" and "NS.string" last: decoding walks keys in proportion to the
-// archive's size, not to references times keys.
+// Every key refers to one text object with 20000 keys of its own: decoding work stays in proportion to the size.
 TEST_F(NSKeyedArchiverTest, DecodingWorkStaysInProportionToTheArchive) {
   std::string pads, keys, values;
   for (int i = 0; i < 20000; ++i)
@@ -221,36 +175,7 @@ TEST_F(NSKeyedArchiverTest, ConcurrencyRegistrationAndDecodingFromManyThreads) {
   EXPECT_EQ(failures, 0);
 }
 
-// A dictionary handed over as a flat list is written exactly as the same
-// dictionary handed over as a tree, nil values included.
-TEST_F(NSKeyedArchiverTest, DictionaryGivenAsAListIsWrittenLikeTheTree) {
-  struct Holder : NSCoding {
-    NSCodingDictionary dictionary;
-    bool asList = false;
-    std::string archiveClassName() const override { return "Holder"; }
-    void encodeWithCoder(NSKeyedArchiver& coder) const override {
-      coder.encodeInt64ForKey(7, "before");
-      std::vector<NSCodingDictionaryEntry> entries;
-      for (const auto& [key, value] : dictionary) entries.push_back({key, value.get()});
-      if (asList) coder.encodeDictionaryForKey(entries, "d");
-      else coder.encodeDictionaryForKey(dictionary, "d");
-      coder.encodeStringForKey("after", "s");
-    }
-  };
-  Holder holder;
-  for (int i = 0; i < 300; ++i) holder.dictionary["k" + std::to_string(i)] = point(i, -i);
-  holder.dictionary["nil"] = nullptr;
-  holder.dictionary["$dollar"] = point(1, 2);
-  for (int round = 0; round < 2; ++round, holder.dictionary.clear()) {
-    holder.asList = false;
-    const Data fromTree = NSKeyedArchiver::archivedDataWithRootObject(holder);
-    holder.asList = true;
-    EXPECT_EQ(NSKeyedArchiver::archivedDataWithRootObject(holder), fromTree);
-  }
-}
-
-// This program names no storage symbol, so the linker keeps no storage object
-// file for its own sake: the storage classes must still decode.
+// This program names no storage symbol, so the linker keeps no storage object for it: they must still decode.
 TEST(NSKeyedUnarchiverRegistration, StorageClassesDecodeInAProgramThatOnlyUnarchives) {
   struct Chunk : NSCoding {
     std::string archiveClassName() const override { return "OVStorageChunk"; }
@@ -288,6 +213,18 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsOurArchives) {
             R"("\u00e9": {"$class": "ArchiverTestPoint", "x": 1099511627776, "y": -1}}}, )"
             R"("inner": {"$$count": 0, "$class": "ArchiverTestRecord", "name": ""}, )"
             R"("name": "caf\u00e9 \ud83d\udcf7"}})");
+  record.selfReference = true;  // a back reference, never followed
+  const auto r =
+      NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(NSKeyedArchiver::archivedDataWithRootObject(record));
+  ASSERT_TRUE(r && r->decodedChildren && r->decodedChildren->size() == 2);
+  EXPECT_EQ(std::tuple(r->name, r->blob, r->count), std::tuple(record.name, record.blob, -42));
+  EXPECT_EQ(asPoint(r->decodedChildren->at("\xC3\xA9"))->x, 1099511627776);
+  EXPECT_TRUE(r->hadInner && !r->decodedSelf);
+  const auto in = std::dynamic_pointer_cast<TestRecord>(r->decodedInner);
+  ASSERT_TRUE(in);
+  // Empty text is a value; absent keys give nothing and 0.
+  EXPECT_EQ(std::pair(in->name, in->blob), std::pair(std::optional<std::string>(""), std::optional<Data>()));
+  EXPECT_FALSE(in->hadInner || in->decodedChildren || in->decodedInner || in->count);
 
   // Over 65536 objects: four-byte references and offsets.
   NSCodingDictionary dictionary;
@@ -301,9 +238,8 @@ TEST_F(KeyedArchiveInteropTest, PlistlibReadsOurArchives) {
 }
 
 TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
-  // An NSDictionary whose first key text is shared by two references (the
-  // first entry wins), a UTF-16 key, an NSMutableString key, values shared
-  // between keys; a UID past $objects and $null as keys are left out.
+  // A key text under two references (the first entry wins), UTF-16 and NSMutableString keys, shared values;
+  // a UID past $objects and $null as keys are left out.
   const auto dictionaryArchive = testing::encodeKeyedArchive(R"([
     "$null",
     {"NS.keys": [{"$uid": 2}, {"$uid": 3}, {"$uid": 2}, {"$uid": 8}, {"$uid": 999}, {"$uid": 0}],
@@ -324,31 +260,17 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   EXPECT_EQ(std::pair(second->x, second->y), std::pair(INT64_MIN, INT64_MAX));
   EXPECT_EQ(decoded->at("mutable key"), decoded->at("caf\xC3\xA9 \xF0\x9F\x93\xB7"));  // one UID, one object
 
-  // An object with text, wrapped data, an escaped key, a nested
-  // NSMutableDictionary and a nested object.
-  const auto recordArchive = testing::encodeKeyedArchive(R"([
-    "$null",
-    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "children": {"$uid": 5}, "inner": {"$uid": 9},
-     "$class": {"$uid": 10}},
-    "\u00dcbersicht", {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
+  // An object with text, data wrapped in NSMutableData and an escaped key.
+  const auto recordArchive = testing::encodeKeyedArchive(R"(["$null",
+    {"name": {"$uid": 2}, "blob": {"$uid": 3}, "$$count": 7, "$class": {"$uid": 5}}, "\u00dcbersicht",
+    {"NS.data": {"$data": "0102030405"}, "$class": {"$uid": 4}},
     {"$classname": "NSMutableData", "$classes": ["NSMutableData", "NSData", "NSObject"]},
-    {"NS.keys": [{"$uid": 6}], "NS.objects": [{"$uid": 7}], "$class": {"$uid": 11}}, "k",
-    {"x": 1, "y": 2, "$class": {"$uid": 8}},
-    {"$classname": "ArchiverTestPoint", "$classes": ["ArchiverTestPoint", "NSObject"]},
-    {"blob": {"$uid": 12}, "$class": {"$uid": 10}},
-    {"$classname": "ArchiverTestRecord", "$classes": ["ArchiverTestRecord", "NSObject"]},
-    {"$classname": "NSMutableDictionary", "$classes": ["NSMutableDictionary", "NSDictionary", "NSObject"]},
-    {"$data": ""}
-  ])");
+    {"$classname": "ArchiverTestRecord", "$classes": ["ArchiverTestRecord", "NSObject"]}])");
   ASSERT_TRUE(recordArchive);
   const auto record = NSKeyedUnarchiver::unarchivedObjectOfClassFromData<TestRecord>(*recordArchive);
-  ASSERT_TRUE(record && record->decodedChildren && record->decodedChildren->size() == 1);
+  ASSERT_TRUE(record);
   EXPECT_EQ(std::tuple(record->name, record->blob, record->count),
             std::tuple(std::optional<std::string>("\xC3\x9C" "bersicht"), std::optional(Data{1, 2, 3, 4, 5}), 7));
-  EXPECT_EQ(asPoint(record->decodedChildren->at("k"))->y, 2);
-  const auto inner = std::dynamic_pointer_cast<TestRecord>(record->decodedInner);
-  ASSERT_TRUE(inner);
-  EXPECT_EQ(std::pair(inner->name, inner->blob), std::pair(std::optional<std::string>(), std::optional(Data{})));
 
   // Keys and objects of different lengths: no dictionary.
   const auto uneven = testing::encodeKeyedArchive(R"(["$null",
@@ -358,9 +280,9 @@ TEST_F(KeyedArchiveInteropTest, OurUnarchiverReadsPlistlibArchives) {
   EXPECT_FALSE(NSKeyedUnarchiver::unarchiveDictionaryWithData(*uneven));
 }
 
-// A binary property list assembled byte by byte: objects, then an offset table
-// and trailer whose fields a test may falsify.
+// A binary property list assembled byte by byte, with trailer fields a test may falsify.
 struct RawPlist {
+  explicit RawPlist(std::vector<Data> objects = {}) : objects(std::move(objects)) {}
   std::vector<Data> objects;
   unsigned refSize = 1, offsetSize = 1;
   std::uint64_t top = 0;
@@ -386,12 +308,6 @@ struct RawPlist {
     for (unsigned i = n; i-- > 0;) out.push_back(i < 8 ? static_cast<std::uint8_t>(v >> (8 * i)) : 0);
   }
 };
-
-RawPlist rawPlist(std::vector<Data> objects) {
-  RawPlist p;
-  p.objects = std::move(objects);
-  return p;
-}
 
 Data arrayOf(std::vector<std::uint8_t> refs) {
   refs.insert(refs.begin(), static_cast<std::uint8_t>(0xA0 | refs.size()));
@@ -428,10 +344,7 @@ TEST(BinaryPropertyListTest, ValuesRoundTripAtEveryWidth) {
   ASSERT_EQ(r->count(r->top()), refs.size());
   std::size_t i = 0;
   auto next = [&] { return r->item(r->top(), i++); };
-  for (auto v : integers) {
-    const auto item = next();
-    EXPECT_EQ(std::pair(r->type(item), r->integer(item)), std::pair(Type::Integer, v));
-  }
+  for (auto v : integers) EXPECT_EQ(r->integer(next()), v);
   for (const auto& t : texts) {
     const auto item = next();
     EXPECT_TRUE(r->string(item) == t && r->stringEquals(item, t)) << t;
@@ -439,103 +352,35 @@ TEST(BinaryPropertyListTest, ValuesRoundTripAtEveryWidth) {
   EXPECT_EQ(r->type(r->item(r->top(), i - 1)), Type::Utf16String);
   EXPECT_EQ(r->count(r->item(r->top(), i - 1)), 9u);  // code units: the emoji counts two
   EXPECT_EQ(r->string(next()), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD");  // invalid UTF-8: replacement characters
-  const ByteView readBlob = r->bytes(next());
-  EXPECT_EQ(Data(readBlob.begin(), readBlob.end()), blob);
+  EXPECT_TRUE(std::ranges::equal(r->bytes(next()), blob));
   EXPECT_EQ(r->bytes(next()).size(), 0u);
   EXPECT_EQ((std::pair{r->uid(next()), r->uid(next())}), std::pair(std::uint64_t{0}, std::uint64_t{0x1234567890}));
-}
-
-// The writer keeps its tables' room for the thread's next property list, but
-// not the room of a large one: a thread that once wrote an archive of a
-// million objects does not hold tens of MiB for the rest of its life.
-TEST(BinaryPropertyListTest, ThreadKeepsAtMostAFewMebibytesForTheNextWriter) {
-  std::thread([] {
-    for (const std::size_t objects : {std::size_t{1000}, std::size_t{1} << 20}) {
-      {
-        Writer writer;
-        std::vector<ObjectRef> items;
-        for (std::size_t i = 0; i < objects; ++i) items.push_back(writer.addInteger(i));
-        writer.finish(writer.addArray(items));
-      }
-      EXPECT_LE(Writer::spareBytesOnThisThread(), std::size_t{4} << 20) << objects;
-      EXPECT_TRUE(objects != 1000 || Writer::spareBytesOnThisThread() > 0);
-    }
-  }).join();
-}
-
-// 70000 objects need 4-byte references; the shared key is one object.
-TEST(BinaryPropertyListTest, UniqueStringsAreSharedAndReferenceWidthGrows) {
-  Writer w;
-  std::vector<ObjectRef> dicts;
-  for (int i = 0; i < 35000; ++i) dicts.push_back(w.addUniqueString("k" + std::to_string(i % 7)));
-  for (int i = 0; i < 35000; ++i) {
-    const ObjectRef k[2] = {dicts[i], w.addUniqueString("other")}, v[2] = {w.addInteger(i), w.addInteger(-i)};
-    dicts[i] = w.addDictionary(k, v, 2);
-  }
-  const Data bytes = w.finish(w.addArray(dicts));
-  const auto r = Reader::parse(bytes);
-  ASSERT_TRUE(r);
-  EXPECT_EQ(r->objectCount(), 7 + 1 + 70000 + 35000 + 1u);
-  EXPECT_EQ(bytes[bytes.size() - 25], 4u);  // reference size in the trailer
-  const ObjectRef last = r->item(r->top(), 34999);
-  EXPECT_EQ(r->integer(*r->lookup(last, "k6")), 34999);
-  EXPECT_EQ(r->integer(*r->lookup(last, "other")), -34999);
-  EXPECT_FALSE(r->lookup(last, "k0"));
-}
-
-TEST(BinaryPropertyListTest, AcceptsOtherTypesSharedObjectsAndNestingAtTheLimit) {
-  const Data bytes = rawPlist({arrayOf({1, 2, 3, 4, 5, 6}), {0x00}, {0x09}, {0x23, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0},
-                               {0x33, 0, 0, 0, 0, 0, 0, 0, 1},
-                               {0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-                               {0xC1, 1}})
-                         .build();
-  const auto r = Reader::parse(bytes);
-  ASSERT_TRUE(r);
-  EXPECT_EQ(r->type(1), Type::Null);
-  EXPECT_TRUE(r->boolean(2));
-  EXPECT_EQ(std::pair(r->type(3), r->type(4)), std::pair(Type::Real, Type::Date));
-  EXPECT_EQ(r->integer(3), 0x3FF0000000000000);  // the bit patterns of 1.0 and of the date
-  EXPECT_EQ(r->integer(4), 1);
-  EXPECT_EQ(static_cast<std::uint64_t>(r->integer(5)), ~std::uint64_t{0});
-  EXPECT_EQ(r->type(6), Type::Set);
-  // The same string under two arrays is shared, not a cycle.
-  EXPECT_TRUE(Reader::parse(rawPlist({arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}}).build()));
-  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()));
-  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, true).build()));
 }
 
 // Each case breaks one rule of the format; the reader must refuse it.
 TEST(BinaryPropertyListTest, RefusesMalformedLists) {
   auto changed = [](void (*change)(RawPlist&)) {
-    RawPlist p = rawPlist({{0x10, 1}});
+    RawPlist p = RawPlist({{0x10, 1}});
     change(p);
     return p;
   };
-  // Many offsets naming the same array: the objects claim more bytes than the
-  // file holds, which would make reading quadratic.
-  RawPlist sharing = rawPlist({arrayOf({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}), {0x10, 1}});
+  // Many offsets naming one array claim more bytes than the file holds: reading would be quadratic.
+  RawPlist sharing = RawPlist({arrayOf({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}), {0x10, 1}});
   sharing.offsetOverride.assign(40, 8);
   sharing.offsetOverride[1] = 8 + 15;
   const std::pair<const char*, RawPlist> cases[] = {
-      {"array containing itself", rawPlist({arrayOf({0})})},
-      {"two arrays containing each other", rawPlist({arrayOf({1}), arrayOf({0})})},
-      {"dictionary whose value is itself", rawPlist({{0xD1, 0, 0}})},
-      {"reference past the last object", rawPlist({arrayOf({1})})},
-      {"string running past the objects", rawPlist({{0x55, 'a', 'b'}})},
-      {"UTF-16 string running past the objects", rawPlist({{0x62, 0, 'a', 0}})},
-      {"non-ASCII byte in an ASCII string", rawPlist({{0x51, 0xE9}})},
-      {"huge extended count", rawPlist({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})},
-      {"extended count that is no integer", rawPlist({{0x4F, 0x51, 'a'}})},
-      {"extended count of 16 bytes", rawPlist({{0x5F, 0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 'a'}})},
-      {"unknown marker", rawPlist({{0x70}})},
-      {"fill byte as an object", rawPlist({{0x0F}})},
-      {"integer of 32 bytes", rawPlist({{0x15, 0}})},
-      {"128-bit integer beyond 64 bits", rawPlist({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})},
-      {"UID of 9 bytes", rawPlist({{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}})},
+      {"two arrays containing each other", RawPlist({arrayOf({1}), arrayOf({0})})},
+      {"dictionary whose value is itself", RawPlist({{0xD1, 0, 0}})},
+      {"reference past the last object", RawPlist({arrayOf({1})})},
+      {"string running past the objects", RawPlist({{0x55, 'a', 'b'}})},
+      {"non-ASCII byte in an ASCII string", RawPlist({{0x51, 0xE9}})},
+      {"huge extended count", RawPlist({{0x4F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}})},
+      {"extended count that is no integer", RawPlist({{0x4F, 0x51, 'a'}})},
+      {"unknown marker", RawPlist({Data{0x70}})},
+      {"128-bit integer beyond 64 bits", RawPlist({{0x14, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}})},
       {"top object out of range", changed([](RawPlist& p) { p.top = 1; })},
       {"more objects than the offset table holds", changed([](RawPlist& p) { p.countDelta = 1000; })},
       {"offset inside the header", changed([](RawPlist& p) { p.offsetOverride = {2}; })},
-      {"offset at the offset table", changed([](RawPlist& p) { p.offsetOverride = {10}; })},
       {"offset table past the end", changed([](RawPlist& p) { p.tableOffsetDelta = 100; })},
       {"reference size 0", changed([](RawPlist& p) { p.refSize = 0; })},
       {"offset size 9", changed([](RawPlist& p) { p.offsetSize = 9; })},
@@ -544,6 +389,10 @@ TEST(BinaryPropertyListTest, RefusesMalformedLists) {
       {"nesting beyond the limit, inner first", chain(Reader::kMaxDepth + 1, true)},
   };
   for (const auto& [what, plist] : cases) EXPECT_FALSE(Reader::parse(plist.build())) << what;
+  // Nesting at the limit and one string under two arrays (shared, not a cycle) are accepted.
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, false).build()));
+  EXPECT_TRUE(Reader::parse(chain(Reader::kMaxDepth, true).build()));
+  EXPECT_TRUE(Reader::parse(RawPlist({arrayOf({1, 2}), arrayOf({3}), arrayOf({3}), {0x51, 'x'}}).build()));
   EXPECT_FALSE(Reader::parse(dataOf("bplist01" + std::string(40, '\0'))));
   EXPECT_FALSE(Reader::parse(dataOf("bplist00")));
 }
