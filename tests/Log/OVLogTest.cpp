@@ -110,22 +110,6 @@ TEST(OVLogTest, NoObjectAndStandardErrorIntactWhenThePathIsUnusable) {
   EXPECT_FALSE(std::filesystem::exists(dir / "nul"));
 }
 
-TEST(OVLogTest, ACopyNumberedZeroIsNeverRestored) {
-  // With descriptor 0 closed, the saved copy of descriptor 2 gets number 0,
-  // which the teardown takes for "no copy": standard error stays in the file.
-  TempDir dir;
-  const std::string path = (dir / "run.log").string();
-  auto child = runInChild([&] {
-    ::close(STDIN_FILENO);
-    if (!OVLog::initWithLogFile(path)) return 1;
-    say("after\n");
-    return 0;
-  });
-  ASSERT_EQ(child.exitCode, 0);
-  EXPECT_FALSE(contains(child.stderrText, "End redirect")) << child.stderrText;
-  EXPECT_TRUE(inOrder(fileText(path), {endLine(path), "after\n"}));
-}
-
 TEST(OVLogConcurrencyTest, WritesFromOtherThreadsAreNeverLostWhileSwitching) {
   TempDir dir;
   constexpr int kSwitches = 200;

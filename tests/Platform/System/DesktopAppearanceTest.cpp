@@ -21,8 +21,8 @@ TEST(DesktopAppearanceTest, PreferDarkIsDarkAquaEverythingElseAquaErrorsAndSilen
                     "scripts/install-deps.sh installs): the settings portal query is untested";
   testing::TempDir dir;
   testing::PrivateBus bus(dir.path());
-  ASSERT_TRUE(bus.ready()) << "the private dbus-daemon did not start";
-  setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
+  ASSERT_TRUE(bus.ready) << "the private dbus-daemon did not start";
+  setenv("DBUS_SESSION_BUS_ADDRESS", bus.address.c_str(), 1);
   const struct {
     R reply;
     std::uint32_t scheme;
@@ -35,18 +35,18 @@ TEST(DesktopAppearanceTest, PreferDarkIsDarkAquaEverythingElseAquaErrorsAndSilen
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::Message() << c.scheme << " reply " << static_cast<int>(c.reply));
-    Portal portal(bus.address(), c.reply, c.scheme);
-    EXPECT_TRUE(portal.ready());
+    Portal portal(bus.address, c.reply, c.scheme);
+    EXPECT_TRUE(portal.ready);
     EXPECT_EQ(DesktopAppearance::preferredAppearance(5s), NSAppearance::appearanceNamed(c.expected));
-    EXPECT_EQ(portal.reads(), 1);
+    EXPECT_EQ(portal.reads.load(), 1);
   }
   // No portal on the bus at all: the bus answers at once that nobody owns it.
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(DesktopAppearance::preferredAppearance(5s), nullptr);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
   // A portal that never answers: nothing, near the timeout.
-  Portal silent(bus.address(), R::Silent);
-  ASSERT_TRUE(silent.ready());
+  Portal silent(bus.address, R::Silent);
+  ASSERT_TRUE(silent.ready);
   start = std::chrono::steady_clock::now();
   EXPECT_EQ(DesktopAppearance::preferredAppearance(300ms), nullptr);
   EXPECT_GE(std::chrono::steady_clock::now() - start, 250ms);
