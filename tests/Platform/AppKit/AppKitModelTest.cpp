@@ -133,18 +133,6 @@ TEST(NSBezierPathTest, BoundsFollowTheCurveNotItsControlPoints) {
   EXPECT_EQ(lines.bounds(), lines.controlPointBounds());
 }
 
-TEST(NSAppearanceTest, PlatformNamesHaveAnAppearanceAndUnknownNamesNone) {
-  for (const std::string_view name :
-       {NSAppearanceNameAqua, NSAppearanceNameDarkAqua, NSAppearanceNameVibrantLight, NSAppearanceNameVibrantDark,
-        NSAppearanceNameAccessibilityHighContrastAqua, NSAppearanceNameAccessibilityHighContrastDarkAqua,
-        NSAppearanceNameAccessibilityHighContrastVibrantLight, NSAppearanceNameAccessibilityHighContrastVibrantDark}) {
-    auto appearance = NSAppearance::appearanceNamed(name);
-    ASSERT_NE(appearance, nullptr) << name;
-    EXPECT_EQ(appearance->name(), name);
-    }
-  EXPECT_EQ(NSAppearance::appearanceNamed("NSAppearanceNameDarkAqua "), nullptr);
-}
-
 void expectColor(const std::shared_ptr<const NSColor>& c, std::array<double, 4> rgba) {
   ASSERT_NE(c, nullptr);
   EXPECT_DOUBLE_EQ(c->redComponent(), rgba[0]);
