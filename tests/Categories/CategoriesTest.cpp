@@ -202,9 +202,9 @@ TEST(NSURLSecurityDataTest, NothingForBytesThatAreNotABookmark) {
   std::string withZero = path;
   withZero.insert(withZero.size() - 1, 1, '\0');
   const Data cases[] = {
-      {}, Data(valid.begin(), valid.begin() + 11), Data(valid.begin(), valid.end() - 1),
-      record(1, length, path + "x"), dataOf("OVBX" + std::string(valid.begin() + 4, valid.end())),
-      record(2, length, path), record(1, 0, ""), record(1, 5, "a.png"), record(1, length + 1, withZero),
+      {}, Data(valid.begin(), valid.begin() + 11), dataOf("OVBX" + std::string(valid.begin() + 4, valid.end())),
+      record(0, length, path), record(2, length, path), record(1, length + 1, path), record(1, length - 1, path),
+      record(1, 0, ""), record(1, 5, "a.png"), record(1, length + 1, withZero),
       record(1, 4096, "/" + std::string(4095, 'a')),  // longer than the system allows
   };
   for (std::size_t i = 0; i < std::size(cases); ++i)

@@ -150,7 +150,8 @@ TEST(NSColorTest, ComponentsClampHighlightBlendsTowardWhiteDisabledHalvesAlpha) 
     expectColor(color->highlightWithLevel(level), {r, g, b, 0.4});
   EXPECT_EQ(color->highlightWithLevel(kNaN), nullptr);
   expectColor(color->colorWithSystemEffect(NSColorSystemEffectDisabled), {0.2, 0.6, 0.0, 0.2});
-  for (auto effect : {NSColorSystemEffectNone, NSColorSystemEffectPressed, NSColorSystemEffectRollover})
+  for (auto effect : {NSColorSystemEffectNone, NSColorSystemEffectPressed, NSColorSystemEffectDeepPressed,
+                      NSColorSystemEffectRollover})
     expectColor(color->colorWithSystemEffect(effect), {0.2, 0.6, 0.0, 0.4});
   EXPECT_EQ(color->colorWithSystemEffect(static_cast<NSColorSystemEffect>(42)), nullptr);
   expectColor(color, {0.2, 0.6, 0.0, 0.4});  // the receiver never changes
