@@ -1,7 +1,6 @@
 #pragma once
 
-// A private session bus with a stand-in for the desktop's settings portal, for
-// tests of the desktop appearance query. Needs dbus-daemon and libsystemd (sd-bus).
+// A private session bus with a stand-in settings portal. Needs dbus-daemon and libsystemd (sd-bus).
 
 #include <systemd/sd-bus.h>
 #include <unistd.h>
