@@ -22,8 +22,6 @@
 
 namespace orvane {
 
-void PrintTo(const NSRange& r, std::ostream* os) { *os << "{" << r.location << ", " << r.length << "}"; }
-
 namespace {
 
 std::shared_ptr<const NSAppearance> named(std::string_view name) {
@@ -95,8 +93,11 @@ TEST(Md5Test, UpperCaseHexOfTheBytesAndNothingForEmptyOrInvalidText) {
   // NUL bytes are digested too; zero nibbles are written.
   EXPECT_EQ(NSDataMd5::md5Value(Data{0x00, 0xFF, 0x00, 0x10}), "8007CCEB4F44FDC3B10AADF55B127CC8");
   EXPECT_EQ(NSDataMd5::md5Value(ByteView()), std::nullopt);
-  // Empty, or text without a UTF-8 form: not UTF-8, a lone surrogate.
-  for (const char* bad : {"", "\xFF", "ok\xED\xA0\x80"}) EXPECT_EQ(NSStringMd5::md5Value(bad), std::nullopt) << bad;
+  const char* accented = "caf\xC3\xA9 \xE2\x82\xAC";  // text is digested over its UTF-8 bytes
+  EXPECT_EQ(NSStringMd5::md5Value(accented), NSDataMd5::md5Value(bytesOf(accented)));
+  // Empty, or text without a UTF-8 form: not UTF-8, a lone surrogate, overlong '/'.
+  for (const char* bad : {"", "\xFF", "ok\xED\xA0\x80", "\xC0\xAF"})
+    EXPECT_EQ(NSStringMd5::md5Value(bad), std::nullopt) << bad;
 }
 
 TEST(RangeOfDataFindTest, ForwardScanResults) {

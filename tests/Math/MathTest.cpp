@@ -159,7 +159,8 @@ TEST(NSBezierPathOvalArcTest, UnusableInputGivesTheMoveAndOneLine) {
   } cases[] = {
       {CGRectMake(0, 0, 1, 0), 0, M::pi_2(), false}, {CGRectMake(0, 0, -1, -1), 0, 3, false},  // sums 1, -2
       {CGRectMake(0, 0, kNaN, 100), 0, 3, false}, {CGRectMake(0, 0, kInf, 100), 0, 3, false},
-      {r100, 0, kInf, false}, {CGRectMake(0, 0, 4000, 3000), 0, 1e9, false},  // too many segments
+      {CGRectMake(0, 0, -1, -1), 3, 0, true}, {r100, 0, kInf, false}, {r100, kInf, 0, true},
+      {CGRectMake(0, 0, 4000, 3000), 0, 1e9, false},  // too many segments
       {r100, 1e300, 0, false}, {r100, 0, 1e15, true},                           // too many turns to wrap
       {r100, 1e15, 1e15 + 10, false},  // steps too small to move
       {r100, -1e17 + 64, -1e17, false},  // a wrap too small to move

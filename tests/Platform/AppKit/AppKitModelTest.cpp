@@ -30,7 +30,6 @@ void expectNear(CGPoint actual, CGPoint expected, double tolerance) {
 TEST(NSAffineTransformTest, TheNewestStepIsAppliedFirst) {
   NSAffineTransform scale;
   scale.scaleBy(2);
-  // Tolerance 0 where the answer is exact; turns are within rounding.
   const struct {
     std::function<void(NSAffineTransform&)> build;
     CGPoint in, out;
@@ -101,6 +100,7 @@ TEST(NSBezierPathTest, ElementsKeepTheirKindsAndPointsAndNeedACurrentPoint) {
   path.moveToPoint({1, 2});
   path.lineToPoint({3, 4});
   path.curveToPointControlPoint1ControlPoint2({9, 10}, {5, 6}, {7, 8});
+  EXPECT_EQ(path.currentPoint(), CGPointMake(9, 10));
   path.closePath();
   ASSERT_EQ(path.elementCount(), 4u);
   std::array<CGPoint, 3> points{};
