@@ -1,7 +1,6 @@
 #pragma once
 
-// A private session bus with a stand-in for the desktop's settings portal, for
-// tests of the desktop appearance query. Needs dbus-daemon and libsystemd (sd-bus).
+// A private session bus with a stand-in settings portal. Needs dbus-daemon and libsystemd (sd-bus).
 
 #include <systemd/sd-bus.h>
 #include <unistd.h>
@@ -9,7 +8,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -19,12 +17,11 @@ namespace orvane::testing {
 
 // dbus-daemon on a socket in `dir`, with no service directories, so nothing on
 // the machine is ever activated. It prints its address once it listens.
-class PrivateBus {
- public:
+struct PrivateBus {
   explicit PrivateBus(const std::filesystem::path& dir)
-      : address_("unix:path=" + (dir / "bus").string()),
-        daemon_([config = (dir / "session.conf").string(), this] {
-          std::ofstream(config) << "<busconfig><type>session</type><listen>" << address_
+      : address("unix:path=" + (dir / "bus").string()),
+        daemon([config = (dir / "session.conf").string(), this] {
+          std::ofstream(config) << "<busconfig><type>session</type><listen>" << address
                                 << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
                                    "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
                                    "<allow eavesdrop=\"true\"/><allow own=\"*\"/>"
@@ -33,73 +30,64 @@ class PrivateBus {
           execl(kDaemon, kDaemon, arg.c_str(), "--nofork", "--nopidfile", "--print-address=2",
                 static_cast<char*>(nullptr));
           return 127;
-        }) {
-    ready_ = daemon_.waitForText(address_);
-  }
+        }),
+        ready(daemon.waitForText(address)) {}
   static constexpr const char* kDaemon = "/usr/bin/dbus-daemon";
-  bool ready() const { return ready_; }
-  const std::string& address() const { return address_; }
 
- private:
-  std::string address_;
-  ChildProcess daemon_;  // killed and reaped when the bus goes
-  bool ready_ = false;
+  const std::string address;
+  ChildProcess daemon;  // killed and reaped when the bus goes
+  const bool ready;
 };
 
 // Owns the portal's name on the bus and answers Read of the colour scheme the
 // way it is told to; a silent portal owns the name but never reads a message.
-class StandInPortal {
- public:
+struct StandInPortal {
   enum class Reply { Value, DoublyWrapped, Text, Error, Silent };
 
-  StandInPortal(const std::string& address, Reply reply, std::uint32_t value = 0)
-      : reply_(reply), value_(value) {
-    ready_ = sd_bus_new(&bus_) >= 0 && sd_bus_set_address(bus_, address.c_str()) >= 0 &&
-             sd_bus_set_bus_client(bus_, 1) >= 0 && sd_bus_start(bus_) >= 0 &&
-             sd_bus_add_object(bus_, nullptr, "/org/freedesktop/portal/desktop", &handle, this) >= 0 &&
-             sd_bus_request_name(bus_, "org.freedesktop.portal.Desktop", 0) >= 0;
-    if (ready_ && reply_ != Reply::Silent)
-      server_ = std::thread([this] {
-        for (int r = 0; !stop_ && r >= 0;)
-          if ((r = sd_bus_process(bus_, nullptr)) == 0) sd_bus_wait(bus_, 20'000);
+  StandInPortal(const std::string& address, Reply reply, std::uint32_t value = 0) : reply(reply), value(value) {
+    ready = sd_bus_new(&bus) >= 0 && sd_bus_set_address(bus, address.c_str()) >= 0 &&
+            sd_bus_set_bus_client(bus, 1) >= 0 && sd_bus_start(bus) >= 0 &&
+            sd_bus_add_object(bus, nullptr, "/org/freedesktop/portal/desktop", &handle, this) >= 0 &&
+            sd_bus_request_name(bus, "org.freedesktop.portal.Desktop", 0) >= 0;
+    if (ready && reply != Reply::Silent)
+      server = std::thread([this] {
+        for (int r = 0; !stop && r >= 0;)
+          if ((r = sd_bus_process(bus, nullptr)) == 0) sd_bus_wait(bus, 20'000);
       });
   }
   ~StandInPortal() {
-    stop_ = true;
-    if (server_.joinable()) server_.join();
-    sd_bus_flush_close_unref(bus_);
+    stop = true;
+    if (server.joinable()) server.join();
+    sd_bus_flush_close_unref(bus);
   }
-  bool ready() const { return ready_; }
-  int reads() const { return reads_; }
 
- private:
   static int handle(sd_bus_message* m, void* userdata, sd_bus_error*) {
     auto* self = static_cast<StandInPortal*>(userdata);
     const char *ns = nullptr, *key = nullptr;
     if (!sd_bus_message_is_method_call(m, "org.freedesktop.portal.Settings", "Read")) return 0;
     if (sd_bus_message_read(m, "ss", &ns, &key) < 0) return -EINVAL;
-    ++self->reads_;
+    ++self->reads;
     if (std::string(ns) != "org.freedesktop.appearance" || std::string(key) != "color-scheme" ||
-        self->reply_ == Reply::Error)
+        self->reply == Reply::Error)
       return sd_bus_reply_method_errorf(m, "org.freedesktop.portal.Error.NotFound", "not found");
-    if (self->reply_ == Reply::Text) return sd_bus_reply_method_return(m, "v", "s", "dark");
-    if (self->reply_ == Reply::Value) return sd_bus_reply_method_return(m, "v", "u", self->value_);
+    if (self->reply == Reply::Text) return sd_bus_reply_method_return(m, "v", "s", "dark");
+    if (self->reply == Reply::Value) return sd_bus_reply_method_return(m, "v", "u", self->value);
     // Portals before version 2 of the interface wrap the value twice.
     sd_bus_message* reply = nullptr;
     int r = sd_bus_message_new_method_return(m, &reply);
-    if (r >= 0) r = sd_bus_message_append(reply, "v", "v", "u", self->value_);
+    if (r >= 0) r = sd_bus_message_append(reply, "v", "v", "u", self->value);
     if (r >= 0) r = sd_bus_send(nullptr, reply, nullptr);
     sd_bus_message_unref(reply);
     return r;
   }
 
-  sd_bus* bus_ = nullptr;
-  Reply reply_;
-  std::uint32_t value_;
-  bool ready_ = false;
-  std::atomic<bool> stop_{false};
-  std::atomic<int> reads_{0};
-  std::thread server_;
+  sd_bus* bus = nullptr;
+  const Reply reply;
+  const std::uint32_t value;
+  bool ready = false;
+  std::atomic<bool> stop{false};
+  std::atomic<int> reads{0};
+  std::thread server;
 };
 
 }  // namespace orvane::testing

@@ -9,7 +9,6 @@
 #include <stdexcept>
 
 #include "Platform/AppKit/NSScreenInternal.h"
-#include "Platform/Foundation/EnvironmentOverrides.h"
 #include "orvane/Platform/AppKit/NSAffineTransform.h"
 #include "orvane/Platform/AppKit/NSApplication.h"
 #include "orvane/Platform/AppKit/NSBezierPath.h"
@@ -29,16 +28,13 @@ void expectNear(CGPoint actual, CGPoint expected, double tolerance) {
 }
 
 TEST(NSAffineTransformTest, TheNewestStepIsAppliedFirst) {
-  EXPECT_NE(NSAffineTransform::transform(), NSAffineTransform::transform());
   NSAffineTransform scale;
   scale.scaleBy(2);
-  // Tolerance 0 where the answer is exact; turns are within rounding.
   const struct {
     std::function<void(NSAffineTransform&)> build;
     CGPoint in, out;
     double tolerance;
   } cases[] = {
-      {[](auto&) {}, {3.5, -2}, {3.5, -2}, 0},
       {[](auto& t) { t.translateXByYBy(10, 0), t.scaleXByYBy(2, 3); }, {1, 1}, {12, 3}, 0},
       {[](auto& t) { t.scaleBy(2), t.translateXByYBy(10, 0); }, {1, 1}, {22, 2}, 0},
       {[&](auto& t) { t.translateXByYBy(5, 0), t.appendTransform(scale); }, {1, 0}, {12, 0}, 0},
@@ -46,8 +42,6 @@ TEST(NSAffineTransformTest, TheNewestStepIsAppliedFirst) {
       // A quarter turn is counter-clockwise in the y-up plane.
       {[](auto& t) { t.rotateByDegrees(90); }, {1, 0}, {0, 1}, 1e-12},
       {[](auto& t) { t.rotateByRadians(-std::acos(0.0)); }, {1, 0}, {0, -1}, 1e-12},
-      {[](auto& t) { t.translateXByYBy(5, 5), t.rotateByDegrees(180), t.translateXByYBy(-5, -5); },
-       {6, 5}, {4, 5}, 1e-12},
   };
   for (const auto& c : cases) {
     NSAffineTransform t;
@@ -60,7 +54,7 @@ TEST(NSAffineTransformTest, TheNewestStepIsAppliedFirst) {
   EXPECT_EQ(sizes.transformSize({3, 4}), CGSizeMake(6, -4));  // sizes ignore the translation
 }
 
-TEST(NSAffineTransformTest, InvertAndEquality) {
+TEST(NSAffineTransformTest, InvertEqualityAndRectangles) {
   NSAffineTransform t;
   t.translateXByYBy(3, -7);
   t.rotateByDegrees(37);
@@ -73,32 +67,15 @@ TEST(NSAffineTransformTest, InvertAndEquality) {
   singular.translateXByYBy(1, 2);
   const NSAffineTransform before(singular.transformStruct());
   EXPECT_FALSE(singular.invert());
-  EXPECT_TRUE(singular.isEqualTo(before));
-
+  EXPECT_TRUE(singular.isEqualTo(before));  // a refused inversion leaves the matrix
   const NSAffineTransform identity;
-  NSAffineTransform e;
-  EXPECT_TRUE(e.isEqualTo(&identity));
-  EXPECT_FALSE(e.isEqualTo(nullptr));
-  e.rotateByDegrees(0);  // no turn, no scale, no move: still the identity
-  e.scaleBy(1);
-  e.translateXByYBy(-0.0, -0.0);
-  EXPECT_TRUE(e.isEqualTo(identity));
-  e.translateXByYBy(std::numeric_limits<double>::denorm_min(), 0);
-  EXPECT_FALSE(e.isEqualTo(identity));
-  NSAffineTransformStruct m;
-  m.tX = kNaN;
-  EXPECT_FALSE(NSAffineTransform(m).isEqualTo(NSAffineTransform(m)));
-}
-
-TEST(NSAffineTransformTest, RectanglesMapToTheBoundingBoxOfTheirCorners) {
-  NSAffineTransform move, scale, mirror, turn;
+  EXPECT_TRUE(NSAffineTransform().isEqualTo(&identity));
+  EXPECT_FALSE(identity.isEqualTo(nullptr));
+  EXPECT_FALSE(identity.isEqualTo(before));
+  // Rectangles map to the bounding box of their corners.
+  NSAffineTransform move, turn;
   move.translateXByYBy(10, -5);
-  scale.scaleXByYBy(2, 0.5);
-  mirror.scaleXByYBy(-1, 1);
   turn.rotateByDegrees(90);
-  EXPECT_EQ(CGRectApplyNSAffineTransform(CGRectMake(0, 0, 100, 50), move), CGRectMake(10, -5, 100, 50));
-  EXPECT_EQ(CGRectApplyNSAffineTransform(CGRectMake(0, 0, 100, 50), scale), CGRectMake(0, 0, 200, 25));
-  EXPECT_EQ(CGRectApplyNSAffineTransform(CGRectMake(10, 0, 100, 50), mirror), CGRectMake(-110, 0, 100, 50));
   // Negative sizes are standardised first.
   EXPECT_EQ(CGRectApplyNSAffineTransform(CGRectMake(100, 50, -100, -50), move), CGRectMake(10, -5, 100, 50));
   const CGRect turned = CGRectApplyNSAffineTransform(CGRectMake(0, 0, 100, 50), turn);
@@ -113,12 +90,10 @@ TEST(NSAffineTransformTest, RectanglesMapToTheBoundingBoxOfTheirCorners) {
 
 TEST(NSBezierPathTest, ElementsKeepTheirKindsAndPointsAndNeedACurrentPoint) {
   auto empty = NSBezierPath::bezierPath();
-  EXPECT_EQ(empty->bounds(), CGRectZero);
   EXPECT_THROW(empty->currentPoint(), std::logic_error);
   EXPECT_THROW(empty->lineToPoint({1, 1}), std::logic_error);
   EXPECT_THROW(empty->curveToPointControlPoint1ControlPoint2({1, 1}, {0, 1}, {1, 0}), std::logic_error);
-  empty->closePath();
-  EXPECT_TRUE(empty->isEmpty());
+  empty->closePath();  // nothing to close
   EXPECT_THROW(empty->elementAtIndex(0), std::out_of_range);
 
   NSBezierPath path;
@@ -129,16 +104,11 @@ TEST(NSBezierPathTest, ElementsKeepTheirKindsAndPointsAndNeedACurrentPoint) {
   path.closePath();
   ASSERT_EQ(path.elementCount(), 4u);
   std::array<CGPoint, 3> points{};
-  EXPECT_EQ(path.elementAtIndexAssociatedPoints(0, points), NSMoveToBezierPathElement);
-  EXPECT_EQ(points[0], CGPointMake(1, 2));
-  EXPECT_EQ(path.elementAtIndexAssociatedPoints(1, points), NSLineToBezierPathElement);
-  EXPECT_EQ(points[0], CGPointMake(3, 4));
   EXPECT_EQ(path.elementAtIndexAssociatedPoints(2, points), NSCurveToBezierPathElement);
   EXPECT_EQ(points, (std::array<CGPoint, 3>{{{5, 6}, {7, 8}, {9, 10}}}));
   EXPECT_EQ(path.elementAtIndex(3), NSClosePathBezierPathElement);
   EXPECT_TRUE(path.associatedPointsAtIndex(3).empty());
   EXPECT_THROW(path.associatedPointsAtIndex(4), std::out_of_range);
-  EXPECT_THROW(path.elementAtIndexAssociatedPoints(4, points), std::out_of_range);
   // Closing returns to the subpath's start; a new line starts a new subpath there.
   EXPECT_EQ(path.currentPoint(), CGPointMake(1, 2));
   path.lineToPoint({0, 0});
@@ -150,45 +120,16 @@ TEST(NSBezierPathTest, ElementsKeepTheirKindsAndPointsAndNeedACurrentPoint) {
 }
 
 TEST(NSBezierPathTest, BoundsFollowTheCurveNotItsControlPoints) {
-  NSBezierPath path, s, lines;
+  NSBezierPath path, lines;
   path.moveToPoint({0, 0});
   path.curveToPointControlPoint1ControlPoint2({10, 0}, {0, 10}, {10, 10});
   EXPECT_EQ(path.bounds(), CGRectMake(0, 0, 10, 7.5));  // the peak at t = 0.5: 3/4 of the height
   EXPECT_EQ(path.controlPointBounds(), CGRectMake(0, 0, 10, 10));
-  s.moveToPoint({0, 0});  // an S-curve overshooting on both sides horizontally
-  s.curveToPointControlPoint1ControlPoint2({0, 9}, {12, 3}, {-12, 6});
-  const CGRect b = s.bounds();
-  EXPECT_GT(b.origin.x, -12);
-  EXPECT_LT(b.origin.x, 0);
-  EXPECT_NEAR(b.origin.x, -(b.origin.x + b.size.width), 1e-12);  // symmetric
-  EXPECT_EQ(b.origin.y, 0);
-  EXPECT_EQ(b.size.height, 9);
   lines.moveToPoint({3, -1});
   lines.lineToPoint({-2, 4});
   lines.lineToPoint({5, 0});
   EXPECT_EQ(lines.bounds(), CGRectMake(-2, -1, 7, 5));
   EXPECT_EQ(lines.bounds(), lines.controlPointBounds());
-}
-
-
-TEST(NSAppearanceTest, PlatformNamesAreTheirOwnTextAndUnknownNamesHaveNoAppearance) {
-#define NAME(n) {n, #n}
-  const std::pair<std::string_view, const char*> names[] = {
-      NAME(NSAppearanceNameAqua), NAME(NSAppearanceNameDarkAqua), NAME(NSAppearanceNameVibrantLight),
-      NAME(NSAppearanceNameVibrantDark), NAME(NSAppearanceNameAccessibilityHighContrastAqua),
-      NAME(NSAppearanceNameAccessibilityHighContrastDarkAqua),
-      NAME(NSAppearanceNameAccessibilityHighContrastVibrantLight),
-      NAME(NSAppearanceNameAccessibilityHighContrastVibrantDark)};
-#undef NAME
-  for (const auto& [constant, text] : names) {
-    EXPECT_EQ(constant, text);
-    auto appearance = NSAppearance::appearanceNamed(constant);
-    ASSERT_NE(appearance, nullptr) << text;
-    EXPECT_EQ(appearance->name(), text);
-    EXPECT_EQ(NSAppearance::appearanceNamed(text), appearance) << "one object per name";
-  }
-  EXPECT_EQ(NSAppearance::appearanceNamed("NSAppearanceNameDarkAqua "), nullptr);
-  EXPECT_EQ(NSAppearance::appearanceNamed(""), nullptr);
 }
 
 void expectColor(const std::shared_ptr<const NSColor>& c, std::array<double, 4> rgba) {
@@ -201,22 +142,18 @@ void expectColor(const std::shared_ptr<const NSColor>& c, std::array<double, 4> 
 
 TEST(NSColorTest, ComponentsClampHighlightBlendsTowardWhiteDisabledHalvesAlpha) {
   expectColor(NSColor::colorWithSRGBRedGreenBlueAlpha(-0.5, 1.5, kNaN, 2.0), {0, 1, 0, 1});
-  expectColor(NSColor::highlightColor(), {1, 1, 1, 1});
   auto color = NSColor::colorWithSRGBRedGreenBlueAlpha(0.2, 0.6, 0.0, 0.4);
-  // Halfway, a quarter, none, all, and levels clamped to 0 and 1.
+  // A quarter, and levels clamped to 0 and 1.
   for (const auto& [level, r, g, b] : std::initializer_list<std::array<double, 4>>{
-           {0.5, 0.6, 0.8, 0.5}, {0.25, 0.4, 0.7, 0.25}, {0, 0.2, 0.6, 0}, {1, 1, 1, 1},
-           {-3.0, 0.2, 0.6, 0.0}, {7.0, 1.0, 1.0, 1.0}})
+           {0.25, 0.4, 0.7, 0.25}, {-3.0, 0.2, 0.6, 0.0}, {7.0, 1.0, 1.0, 1.0}})
     expectColor(color->highlightWithLevel(level), {r, g, b, 0.4});
   EXPECT_EQ(color->highlightWithLevel(kNaN), nullptr);
-  expectColor(color, {0.2, 0.6, 0.0, 0.4});  // the receiver never changes
-
   expectColor(color->colorWithSystemEffect(NSColorSystemEffectDisabled), {0.2, 0.6, 0.0, 0.2});
-  for (auto effect : {NSColorSystemEffectNone, NSColorSystemEffectPressed,
-                      NSColorSystemEffectDeepPressed, NSColorSystemEffectRollover})
+  for (auto effect : {NSColorSystemEffectNone, NSColorSystemEffectPressed, NSColorSystemEffectDeepPressed,
+                      NSColorSystemEffectRollover})
     expectColor(color->colorWithSystemEffect(effect), {0.2, 0.6, 0.0, 0.4});
   EXPECT_EQ(color->colorWithSystemEffect(static_cast<NSColorSystemEffect>(42)), nullptr);
-  EXPECT_NE(color->colorWithSystemEffect(NSColorSystemEffectNone), color) << "a new colour";
+  expectColor(color, {0.2, 0.6, 0.0, 0.4});  // the receiver never changes
 }
 
 class ViewTreeTest : public ::testing::Test {
@@ -229,25 +166,17 @@ TEST_F(ViewTreeTest, ViewsFindTheirWindowThroughTheirSuperviewsAndRefuseCycles) 
   auto root = NSView::init(), child = NSView::init(), grandchild = NSView::init();
   child->addSubview(grandchild);
   root->addSubview(child);
-  EXPECT_EQ(grandchild->window(), nullptr);
   window->setContentView(root);
   EXPECT_EQ(grandchild->window(), window);
   grandchild->removeFromSuperview();
   EXPECT_EQ(grandchild->window(), nullptr);
-  EXPECT_EQ(grandchild->superview(), nullptr);
-  EXPECT_TRUE(child->subviews().empty());
   other->setContentView(root);  // the content view moves and leaves the first window
   EXPECT_EQ(window->contentView(), nullptr);
   EXPECT_EQ(child->window(), other);
   grandchild->addSubview(root);  // a content view added as a subview leaves its window
   EXPECT_EQ(other->contentView(), nullptr);
-  EXPECT_EQ(child->window(), nullptr);
   root->removeFromSuperview();
-  root->removeFromSuperview();  // already out: nothing happens
   EXPECT_TRUE(grandchild->subviews().empty());
-  other->setContentView(root);
-  root->removeFromSuperview();
-  EXPECT_EQ(other->contentView(), nullptr);
 
   auto a = NSView::init(), b = NSView::init();
   a->addSubview(b);
@@ -258,7 +187,6 @@ TEST_F(ViewTreeTest, ViewsFindTheirWindowThroughTheirSuperviewsAndRefuseCycles) 
   EXPECT_EQ(a->subviews().size(), 1u);
   EXPECT_TRUE(b->subviews().empty());
   window->setContentView(a);
-  EXPECT_EQ(b->window(), window);
   window.reset();
   EXPECT_EQ(b->window(), nullptr) << "a gone window is no window";
 }
@@ -269,12 +197,10 @@ TEST_F(ViewTreeTest, EffectiveAppearanceFallsBackOwnSuperviewWindowApplication) 
   auto vibrant = NSAppearance::appearanceNamed(NSAppearanceNameVibrantDark);
   auto sepia = std::make_shared<const NSAppearance>("com.example.Sepia");
   NSApplication& app = NSApplication::sharedApplication();
-  EXPECT_EQ(app.effectiveAppearance(), aqua);
   auto window = NSWindow::init();
   auto root = NSView::init(), child = NSView::init();
   root->addSubview(child);
   window->setContentView(root);
-  EXPECT_EQ(child->effectiveAppearance(), aqua);
   app.setAppearance(dark);
   EXPECT_EQ(child->effectiveAppearance(), dark);
   window->setAppearance(vibrant);
@@ -282,20 +208,16 @@ TEST_F(ViewTreeTest, EffectiveAppearanceFallsBackOwnSuperviewWindowApplication) 
   root->setAppearance(sepia);
   EXPECT_EQ(child->effectiveAppearance(), sepia);
   EXPECT_EQ(window->effectiveAppearance(), vibrant);
-  app.setAppearance(nullptr);
-  EXPECT_EQ(app.effectiveAppearance(), aqua);
 }
-
 
 TEST(NSScreenTest, DesktopSessionGivesAScreenScaledByTheToolkitVariables) {
   // Scale 0: no screen. A value that is not a positive finite number, whole, does not count.
   const std::pair<std::map<std::string, std::string>, double> cases[] = {
-      {{}, 0}, {{{"DISPLAY", ""}}, 0}, {{{"GDK_SCALE", "2"}}, 0}, {{{"DISPLAY", ":0"}}, 1},
+      {{{"DISPLAY", ""}}, 0}, {{{"GDK_SCALE", "2"}}, 0}, {{{"DISPLAY", ":0"}}, 1},
       {{{"WAYLAND_DISPLAY", "wayland-0"}, {"GDK_SCALE", "2"}}, 2},
-      {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "1.5"}}, 1.5},
       {{{"DISPLAY", ":1"}, {"GDK_SCALE", "3"}, {"QT_SCALE_FACTOR", "1.5"}}, 3},
       {{{"DISPLAY", ":1"}, {"GDK_SCALE", "2x"}, {"QT_SCALE_FACTOR", "1.25"}}, 1.25},
-      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "0"}}, 1}, {{{"DISPLAY", ":1"}, {"QT_SCALE_FACTOR", "inf"}}, 1},
+      {{{"DISPLAY", ":1"}, {"GDK_SCALE", "0"}, {"QT_SCALE_FACTOR", "inf"}}, 1},
   };
   for (const auto& [variables, scale] : cases) {
     const auto screen = sessionScreen([&](const char* name) -> const char* {
@@ -310,34 +232,21 @@ TEST(NSScreenTest, DesktopSessionGivesAScreenScaledByTheToolkitVariables) {
   }
 }
 
-TEST(NSScreenTest, HostDeclarationWinsOverTheSessionAndTestOverrideOverBoth) {
+TEST(NSScreenTest, HostDeclarationWinsOverTheSession) {
   setenv("DISPLAY", ":7", 1);
   unsetenv("GDK_SCALE");
   unsetenv("QT_SCALE_FACTOR");
   ASSERT_NE(NSScreen::mainScreen(), nullptr);
-  EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 1.0);
   NSScreen::setNoMainScreen();
   EXPECT_EQ(NSScreen::mainScreen(), nullptr) << "a headless host in a desktop session";
   ASSERT_TRUE(NSScreen::setMainScreen({144, 150}, 2));
+  EXPECT_FALSE(NSScreen::setMainScreen({0, 72}, 1));
+  EXPECT_FALSE(NSScreen::setMainScreen({72, 72}, kNaN));
   const NSDictionary description = NSScreen::mainScreen()->deviceDescription();  // keep it alive
   const NSPropertyValue* resolution = description.objectForKey("NSDeviceResolution");
   ASSERT_NE(resolution, nullptr);
-  EXPECT_EQ(resolution->sizeValue(), (CGSize{144, 150}));
-  EXPECT_FALSE(NSScreen::setMainScreen({0, 72}, 1));
-  EXPECT_FALSE(NSScreen::setMainScreen({72, 72}, std::numeric_limits<double>::quiet_NaN()));
-  EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0) << "refused: kept";
-  for (const auto& [declared, scale] : {std::pair{MainScreenOverride{}, 0.0},
-                                        std::pair{MainScreenOverride{true, {220, 220}, 3}, 3.0}}) {
-    EnvironmentOverrides overrides;
-    overrides.mainScreen = declared;
-    ScopedEnvironmentOverrides scoped(overrides);
-    const auto screen = NSScreen::mainScreen();
-    ASSERT_EQ(screen != nullptr, scale != 0);
-    if (!screen) continue;
-    EXPECT_EQ(screen->resolution(), (CGSize{220, 220}));
-    EXPECT_EQ(screen->backingScaleFactor(), 3.0);
-  }
-  EXPECT_EQ(NSScreen::mainScreen()->resolution(), (CGSize{144, 150}));
+  EXPECT_EQ(resolution->sizeValue(), (CGSize{144, 150})) << "refused declarations change nothing";
+  EXPECT_EQ(NSScreen::mainScreen()->backingScaleFactor(), 2.0);
   NSScreen::resetMainScreen();
   unsetenv("DISPLAY");
   unsetenv("WAYLAND_DISPLAY");
