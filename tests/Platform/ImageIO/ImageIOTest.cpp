@@ -310,7 +310,7 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
   }
 }
 
-TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
+TEST(ImageCodec, PalettesKeepPhotosCloseAndOrientationsAreWritten) {
   const std::uint32_t w = 160, h = 120;  // a smooth picture with thousands of colours
   Data src;
   for (std::uint32_t y = 0; y < h; ++y)
@@ -318,24 +318,7 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
       src.insert(src.end(), {std::uint8_t(x * 255 / (w - 1)), std::uint8_t(y * 255 / (h - 1)),
                              std::uint8_t(128 + 100 * std::sin(x * 0.05) * std::cos(y * 0.07))});
   const PixelsView view = viewOf(src, {3, 8}, w, h);
-  auto roundTrip = [&](ImageFormat f, std::optional<double> q, std::size_t* size = nullptr) {
-    Data file;
-    EncodeOptions options;
-    options.quality = q;
-    EXPECT_TRUE(codecFor(f).encode(view, options, file));
-    if (size) *size = file.size();
-    const auto back = codecFor(f).decode(file);
-    return back ? Data(back->storage.data(), back->storage.data() + back->byteCount()) : Data{};
-  };
-  EXPECT_GE(psnr(roundTrip(ImageFormat::GIF, std::nullopt), src), 30.0);
-  std::size_t small = 0, large = 0, lossless = 0;
-  EXPECT_LT(psnr(roundTrip(ImageFormat::JPEG, 0.1, &small), src), psnr(roundTrip(ImageFormat::JPEG, 0.95, &large), src));
-  EXPECT_LT(small, large);
-  EXPECT_GE(psnr(roundTrip(ImageFormat::JPEG2000, 0.5, &small), src), 30.0);
-  EXPECT_EQ(roundTrip(ImageFormat::JPEG2000, std::nullopt, &lossless), src);
-  EXPECT_LT(small, lossless);
-
-  // The same many colours with alpha at the threshold: 128 stays, 127 goes.
+  // Many colours with alpha at the threshold: 128 stays, 127 goes; the colours that stay keep close.
   Data rgba;
   for (std::size_t i = 0; i < src.size(); i += 3)
     rgba.insert(rgba.end(), {src[i], src[i + 1], src[i + 2], std::uint8_t((i / 3) % w < 10 ? 127 : 128)});
@@ -343,7 +326,7 @@ TEST(ImageCodec, QualityAndPaletteKeepPhotosClose) {
   ASSERT_TRUE(gifCodec().encode(viewOf(rgba, {4, 8}, w, h), {}, gif));
   const auto back = gifCodec().decode(gif);
   ASSERT_TRUE(back && back->info.channels == 4);
-  Data kept, wanted;  // the colours of the pixels that stay keep close
+  Data kept, wanted;
   for (std::size_t i = 0; i < std::size_t{w} * h; ++i) {
     const std::uint8_t* p = back->storage.data() + i * 4;
     ASSERT_EQ(p[3], i % w < 10 ? 0 : 255) << i;
