@@ -158,45 +158,36 @@ TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
 }
 
 
-// A constant opaque image stays that constant wherever it covers whole pixels.
+// A constant opaque image stays that constant wherever it covers whole pixels, and nothing lands
+// outside it: upright, turned half-way round or by 30 degrees, shrunk or enlarged.
 TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
-  const CGAffineTransform turn30 = CGAffineTransformConcat(CGAffineTransformMakeRotation(std::numbers::pi / 6),
-                                                           CGAffineTransformMakeTranslation(40, 5));
-  const CGAffineTransform id = CGAffineTransformIdentity;
   const struct {
-    CGAffineTransform ctm;
-    CGRect rect;
+    double angle, w, h;
+    std::size_t sw, sh;
     CGInterpolationQuality quality;
   } cases[] = {
-      {id, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},  {id, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
-      {id, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},             {id, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
-      {CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
-      {turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},       {turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
+      {0, 50.7, 41.1, 23, 17, kCGInterpolationHigh},  {0, 37.1, 41.9, 57, 43, kCGInterpolationDefault},
+      {std::numbers::pi, 33, 33, 57, 43, kCGInterpolationNone},
+      {std::numbers::pi / 6, 30, 20, 57, 43, kCGInterpolationDefault},
+      {std::numbers::pi / 6, 50, 45, 57, 43, kCGInterpolationMedium},
   };
-  const auto img = solid(57, 43, {200, 100, 50});
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     const auto ctx = argb(64, 64);
-    CGContextConcatCTM(ctx, c.ctm);
+    CGContextTranslateCTM(ctx, 32.3, 31.8);
+    CGContextRotateCTM(ctx, c.angle);
     CGContextSetInterpolationQuality(ctx, c.quality);
-    CGContextDrawImage(ctx, c.rect, img);
-    // Pixels whose every corner lies at least one pixel inside the rectangle, in user space.
-    const CGAffineTransform inv = CGAffineTransformInvert(c.ctm);
-    const CGRect r = CGRectMake(c.rect.origin.x + 1, c.rect.origin.y + 1, c.rect.size.width - 2, c.rect.size.height - 2);
+    CGContextDrawImage(ctx, CGRectMake(-c.w / 2, -c.h / 2, c.w, c.h), solid(c.sw, c.sh, {200, 100, 50}));
     int inside = 0;
-    for (int row = 0; row < 64; ++row)
-      for (int x = 0; x < 64; ++x) {
-        bool whole = true;
-        for (int k = 0; k < 4; ++k) {
-          const CGPoint u = CGPointApplyAffineTransform({double(x + (k & 1)), double(64 - row - (k >> 1))}, inv);
-          whole = whole && u.x > r.origin.x && u.x < CGRectGetMaxX(r) && u.y > r.origin.y && u.y < CGRectGetMaxY(r);
-        }
-        if (!whole) continue;
-        ++inside;
-        const auto p = at(ctx, x, row);
-        ASSERT_EQ(p[0], 255) << x << "," << row;
-        for (int k = 1; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], 1) << x << "," << row;
-      }
+    for (int i = 0; i < 64 * 64; ++i) {  // by the distance of the pixel's centre from the image's
+      const double d = std::hypot(i % 64 + 0.5 - 32.3, 64 - i / 64 - 0.5 - 31.8);
+      const Bytes p = at(ctx, i % 64, i / 64);
+      ASSERT_TRUE(d < std::hypot(c.w, c.h) / 2 + 1 || p == (Bytes{0, 0, 0, 0})) << i;
+      if (d > std::min(c.w, c.h) / 2 - 1.8) continue;
+      ++inside;
+      ASSERT_EQ(p[0], 255) << i;
+      for (int k = 1; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], 1) << i;
+    }
     EXPECT_GT(inside, 100);
   }
 }

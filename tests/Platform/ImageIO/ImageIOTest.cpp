@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
-#include <jpeglib.h>
 
 #include "Image/ImageTestSupport.h"
 #include "Platform/CoreGraphics/ImageInternal.h"
@@ -350,44 +349,6 @@ TEST(ImageCodec, PalettesKeepPhotosCloseAndOrientationsAreWritten) {
       ASSERT_TRUE(codec->encode(turned, {}, file));
       EXPECT_EQ(codec->readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
     }
-}
-
-// Adobe YCCK (CMYK stored as YCbCr + K), which Pillow cannot write: libjpeg writes it here and
-// Pillow is the reference reader.
-TEST(ImageCodec, YcckJpegDecodesAsPillowDoes) {
-  const std::uint32_t w = 40, h = 24;
-  jpeg_compress_struct c{};
-  jpeg_error_mgr err{};
-  c.err = jpeg_std_error(&err);
-  jpeg_create_compress(&c);
-  unsigned char* mem = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&c, &mem, &size);
-  c.image_width = w, c.image_height = h, c.input_components = 4, c.in_color_space = JCS_CMYK;
-  jpeg_set_defaults(&c);
-  jpeg_set_colorspace(&c, JCS_YCCK);
-  jpeg_set_quality(&c, 95, TRUE);
-  jpeg_start_compress(&c, TRUE);
-  std::vector<std::uint8_t> row;
-  for (std::uint32_t y = 0; y < h; ++y) {
-    row.clear();
-    for (std::uint32_t x = 0; x < w; ++x) row.insert(row.end(), {std::uint8_t(x * 4), std::uint8_t(y * 5), std::uint8_t(200 - x), std::uint8_t(60 + y)});
-    JSAMPROW r = row.data();
-    jpeg_write_scanlines(&c, &r, 1);
-  }
-  jpeg_finish_compress(&c);
-  jpeg_destroy_compress(&c);
-  const Data file(mem, mem + size);
-  std::free(mem);
-
-  testing::TempDir dir;
-  writeFile(dir / "ycck.jpg", file);
-  const std::vector<Data> pillow = pillowRead(dir.path(), {"ycck.jpg 3 8"});
-  ASSERT_EQ(pillow.size(), 1u);
-  const auto ours = jpegCodec().decode(file);
-  ASSERT_TRUE(ours);
-  EXPECT_EQ(ours->info.channels, 3);
-  EXPECT_LE(maxDifference(*ours, pillow[0], 8), 1u);
 }
 
 constexpr std::size_t kW = 48, kH = 20;
