@@ -214,32 +214,6 @@ TEST(DrawImage, ShrinkingMatchesTheExactAreaAverage) {
   }
 }
 
-TEST(DrawImage, EdgesFlipsAndTurnsLandWhereTheCTMSays) {
-  const auto edges = argb(4, 1);  // half-covered edge pixels get half the colour
-  CGContextDrawImage(edges, CGRectMake(0.5, 0, 2, 1), solid(2, 1, {255, 255, 255}));
-  for (int x = 0; x < 4; ++x) EXPECT_NEAR(at(edges, x, 0)[0], (std::array{127.5, 255.0, 127.5, 0.0})[x], 0.5) << x;
-
-  const auto redOverBlue = image8(1, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto redBesideBlue = image8(2, 1, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto upright = argb(1, 2), flipped = argb(1, 2);
-  CGContextDrawImage(upright, CGRectMake(0, 0, 1, 2), redOverBlue);
-  EXPECT_EQ(at(upright, 0, 0), (Bytes{255, 255, 0, 0})) << "the top row lands at the rectangle's top";
-  EXPECT_EQ(at(upright, 0, 1), (Bytes{255, 0, 0, 255}));
-  CGContextTranslateCTM(flipped, 0, 2);  // a flipped view's CTM turns it over
-  CGContextScaleCTM(flipped, 1, -1);
-  CGContextDrawImage(flipped, CGRectMake(0, 0, 1, 2), redOverBlue);
-  EXPECT_EQ(at(flipped, 0, 0), (Bytes{255, 0, 0, 255}));
-
-  const auto turned = argb(1, 2);  // a quarter turn moves the left column to the bottom
-  CGContextTranslateCTM(turned, 1, 0);
-  CGContextRotateCTM(turned, std::numbers::pi / 2);
-  CGContextDrawImage(turned, CGRectMake(0, 0, 2, 1), redBesideBlue);
-  for (int k = 0; k < 4; ++k) {
-    EXPECT_NEAR(at(turned, 0, 0)[k], (Bytes{255, 0, 0, 255})[k], 1) << k;
-    EXPECT_NEAR(at(turned, 0, 1)[k], (Bytes{255, 255, 0, 0})[k], 1) << k;
-  }
-}
-
 // Averaging premultiplied colours: a transparent neighbour adds no colour; global alpha scales source-over.
 TEST(DrawImage, TransparencyNeitherDarkensNorTintsAndGlobalAlphaBlends) {
   for (CGImageAlphaInfo info : {kCGImageAlphaPremultipliedLast, kCGImageAlphaLast}) {

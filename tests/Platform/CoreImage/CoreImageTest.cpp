@@ -120,14 +120,6 @@ TEST(CIContextTest, AThousandSmallTurnsAreSampledOnceAndGiveTheImageBack) {
                [](std::size_t col, std::size_t row) { return noise(n - 1 - col, n - 1 - row); }, 1);
 }
 
-// The top right quarter of a 4 x 4 image (y-up) onto a 2 x 2 bitmap shows source rows 0-1, columns 2-3.
-TEST(CIContextTest, DrawsTheSourceRectangleOntoTheDestinationRectangle) {
-  auto small = CGBitmapContextCreate(nullptr, 2, 2, 8, 0, testing::srgb(), kCGImageAlphaPremultipliedLast);
-  CIContext::contextWithCGContextOptions(small, nullptr)
-      ->drawImageInRectFromRect(CIImage::imageWithCGImage(noiseImage(4, 4)), CGRectMake(0, 0, 2, 2), CGRectMake(2, 2, 2, 2));
-  expectPixels(CGBitmapContextCreateImage(small), [](std::size_t col, std::size_t row) { return noise(col + 2, row); });
-}
-
 TEST(CIContextTest, AnswersNothingForUnusableArguments) {
   const auto ctx = context();
   const auto image = CIImage::imageWithCGImage(noiseImage(4, 4));

@@ -1,7 +1,5 @@
-// The codecs against an independent reader: pillow_corpus.py writes small files across colour
-// types, depths and layouts, with Pillow's decoding of each (or the generator's own values where
-// Pillow cannot read the depth); files the codecs write are read back by Pillow. Then the public
-// calls (CGImageSource, CGImageDestination): layouts handed to encoders, lazy decoding, thumbnails.
+// The codecs against Pillow: pillow_corpus.py writes files and their readings, and reads back ours.
+// Then the public calls: layouts handed to encoders, lazy decoding, thumbnails.
 
 #include <gtest/gtest.h>
 
@@ -35,17 +33,6 @@ void writeFile(const fs::path& p, ByteView bytes) {
 
 int runScript(const std::string& command, const fs::path& dir) {
   return std::system(("/usr/bin/python3 '" ORVANE_IMAGEIO_SCRIPT "' " + command + " '" + dir.string() + "'").c_str());
-}
-
-// Pillow's reading of files written into `dir`, each listed as "name channels bits".
-std::vector<Data> pillowRead(const fs::path& dir, const std::vector<std::string>& listing) {
-  std::ofstream written(dir / "written.txt");
-  for (const std::string& line : listing) written << line << '\n';
-  written.close();
-  std::vector<Data> out;
-  if (runScript("read", dir) != 0) return out;
-  for (const std::string& line : listing) out.push_back(readFile(dir / (line.substr(0, line.find(' ')) + ".pillow")));
-  return out;
 }
 
 struct Case {
@@ -287,8 +274,10 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
     writeFile(dir / name, file);
     listing.push_back(name + ' ' + std::to_string(t.pillow.channels) + ' ' + std::to_string(t.pillow.bits));
   }
-  const std::vector<Data> pillow = pillowRead(dir.path(), listing);
-  ASSERT_EQ(pillow.size(), std::size(table));
+  std::ofstream written(dir / "written.txt");  // Pillow's reading of each, as "name channels bits"
+  for (const std::string& line : listing) written << line << '\n';
+  written.close();
+  ASSERT_EQ(runScript("read", dir.path()), 0);
   for (std::size_t i = 0; i < std::size(table); ++i) {
     SCOPED_TRACE("case " + std::to_string(i));
     const WriteCase& t = table[i];
@@ -304,8 +293,9 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
         expected.push_back(std::uint8_t(v));
         if (pb == 16) expected.push_back(std::uint8_t(v >> 8));
       }
-    ASSERT_EQ(pillow[i].size(), expected.size());
-    EXPECT_GE(psnr(pillow[i], expected), t.minPsnr ? t.minPsnr : 99) << "0: exact";
+    const Data pillow = readFile(dir / ("w" + std::to_string(i) + ".pillow"));
+    ASSERT_EQ(pillow.size(), expected.size());
+    EXPECT_GE(psnr(pillow, expected), t.minPsnr ? t.minPsnr : 99) << "0: exact";
   }
 }
 
@@ -367,31 +357,25 @@ CGImageRef readBack(const CGImageRef& image, std::string_view type) {
   return CGImageSourceCreateImageAtIndex(CGImageSourceCreateWithData(*write(image, type)), 0);
 }
 
-TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
+TEST(ImageSource, EveryLayoutIsWrittenStraightAndReadsBack) {
   Data rgba;  // straight RGBA with a few distinct colours and alphas
   for (std::size_t i = 0; i < kW * kH; ++i) {
     const std::size_t x = i % kW, y = i / kW;
     rgba.insert(rgba.end(), {std::uint8_t(x / 8 * 51), std::uint8_t(y / 5 * 85), std::uint8_t((x + y) / 6 % 3 * 127),
                              std::uint8_t(x / 16 == 1 ? 128 : 255)});
   }
-  const CGImageRef straight = image8(kW, kH, 4, kCGImageAlphaLast, rgba);
-  for (const std::string_view type : {kUTTypePNG, kUTTypeTIFF, kUTTypeBMP, kUTTypeJPEG2000, kUTTypeGIF}) {
-    SCOPED_TRACE(std::string(type));
-    const auto source = CGImageSourceCreateWithData(std::shared_ptr<const Data>(write(straight, type)));
-    EXPECT_EQ(std::pair(CGImageSourceGetType(source), CGImageSourceGetCount(source)), std::pair(std::optional(type), std::size_t{1}));
-    EXPECT_FALSE(CGImageSourceCreateImageAtIndex(source, 1));
-    const CGImageRef back = CGImageSourceCreateImageAtIndex(source, 0);
-    ASSERT_EQ(dims(back), (Dims{kW, kH}));
-    // GIF keeps alpha only as on or off: with no alpha below half, it has none.
-    const bool gif = type == kUTTypeGIF;
-    EXPECT_EQ(std::pair(CGImageGetBitsPerPixel(back), CGImageGetAlphaInfo(back)),
-              std::pair(std::size_t{gif ? 24u : 32u}, gif ? kCGImageAlphaNone : kCGImageAlphaLast));
-    Data expected;
-    for (std::size_t i = 0; i < rgba.size(); i += 4) expected.insert(expected.end(), &rgba[i], &rgba[i] + (gif ? 3 : 4));
-    EXPECT_EQ(pixelBytes(back), expected);
-  }
+  // GIF keeps alpha only as on or off: with no alpha below half, it has none.
+  const auto gif = CGImageSourceCreateWithData(*write(image8(kW, kH, 4, kCGImageAlphaLast, rgba), kUTTypeGIF));
+  EXPECT_EQ(std::pair(CGImageSourceGetType(gif), CGImageSourceGetCount(gif)),
+            std::pair(std::optional(kUTTypeGIF), std::size_t{1}));
+  EXPECT_FALSE(CGImageSourceCreateImageAtIndex(gif, 1));
+  const CGImageRef opaque = CGImageSourceCreateImageAtIndex(gif, 0);
+  EXPECT_EQ(std::pair(CGImageGetBitsPerPixel(opaque), CGImageGetAlphaInfo(opaque)), std::pair(std::size_t{24}, kCGImageAlphaNone));
+  Data rgb;
+  for (std::size_t i = 0; i < rgba.size(); i += 4) rgb.insert(rgb.end(), &rgba[i], &rgba[i] + 3);
+  EXPECT_EQ(pixelBytes(opaque), rgb);
 
-  // The same straight pixels in the other layouts images can have: encoders take them straightened.
+  // Every layout an image can have: encoders take the pixels straightened.
   auto premultiply = [](unsigned c, unsigned a) { return std::uint8_t((c * a + 127) / 255); };
   Data premultipliedFirstLittle, premultipliedLast, skipFirst, rgb16big, argb16little;
   for (std::size_t i = 0; i < rgba.size(); i += 4) {
@@ -409,6 +393,7 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndEveryFormatReadsBack) {
     bool alpha;          // the written file keeps alpha
     unsigned tolerance;  // premultiplying loses precision where alpha is small
   } layouts[] = {
+      {rgba, 8, 32, kCGImageAlphaLast, true, 0},
       {premultipliedFirstLittle, 8, 32, kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, true, 1},
       {premultipliedLast, 8, 32, kCGImageAlphaPremultipliedLast, true, 1},
       {skipFirst, 8, 32, kCGImageAlphaNoneSkipFirst, false, 0}, {rgb16big, 16, 48, kCGImageAlphaNone, false, 0},
@@ -530,8 +515,6 @@ TEST(ImageSource, AnswersNothingForBadArguments) {
                CGImageDestinationCreateWithData(nullptr, kUTTypePNG, 1));
   EXPECT_FALSE(CGImageDestinationFinalize(CGImageDestinationCreateWithData(data, kUTTypePNG, 1))) << "no image";
   EXPECT_TRUE(data->empty());
-  EXPECT_EQ(CGImageSourceCopyTypeIdentifiers().size(), 6u);
-  EXPECT_EQ(CGImageDestinationCopyTypeIdentifiers().size(), 6u);
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 #!/usr/bin/python3
-"""Image files and their independent readings, for the ImageIO codec tests.
-
-make DIR: small files (by Pillow, or by the writers below where Pillow cannot write the layout), each
-with the pixels Pillow decodes (or the generator's own values where Pillow cannot read the depth),
-and DIR/manifest.txt. read DIR: Pillow's reading of each file listed in DIR/written.txt.
-Raw dumps (no header): rows top to bottom, samples interleaved; 16-bit samples little-endian."""
+"""make DIR: image files with Pillow's reading of each (name.raw) and DIR/manifest.txt; read DIR: Pillow's
+reading of each file listed in DIR/written.txt. Raw: rows from the top, samples interleaved, 16 bits LE."""
 import io
 import os
 import struct
@@ -40,7 +36,6 @@ def pack_row(pixels, depth):
 
 
 def make_png(rows, colour_type, depth, interlace=False, extra=b"", width=None, height=None):
-    """Every colour type and depth; Adam7 interlacing."""
     h, w = len(rows), len(rows[0])
     passes = [(0, 0, 8, 8), (4, 0, 8, 8), (0, 4, 4, 8), (2, 0, 4, 4), (0, 2, 2, 4), (1, 0, 2, 2), (0, 1, 1, 2)]
     raw = b"".join(b"\0" + pack_row(rows[y][x0::dx], depth) for x0, y0, dx, dy in (passes if interlace else [(0, 0, 1, 1)])
@@ -51,7 +46,7 @@ def make_png(rows, colour_type, depth, interlace=False, extra=b"", width=None, h
 
 
 def make_tiff(rows, bits, photometric, tile=None, planar=False, extra_samples=None, extra_tags=()):
-    """Uncompressed strips (of 5 rows) or tiles, contiguous or planar; 4-bit rows packed."""
+    """Uncompressed strips (of 5 rows) or tiles, contiguous or planar."""
     h, w, spp = len(rows), len(rows[0]), len(rows[0][0])
 
     def block(y0, y1, x0, x1, s):
@@ -105,7 +100,6 @@ def pad4(b):
 
 
 def dump_pil(im, channels, bits):
-    """Pixels of a Pillow image in our layout; 16 bits for gray only."""
     if bits == 16:
         return b"".join(struct.pack("<H", v) for v in (im if im.mode in ("I", "I;16") else im.convert("I")).getdata())
     return im.convert({1: "L", 2: "LA", 3: "RGB", 4: "RGBA"}[channels]).tobytes()
@@ -167,7 +161,6 @@ def pil_image(mode, w=W, h=H):
 
 
 def smooth_rgb(w, h):
-    """A smooth picture: JPEG's error on it stays small."""
     return Image.frombytes("RGB", (w, h), bytes(s for y in range(h) for x in range(w) for s in (
         x * 255 // (w - 1), y * 255 // (h - 1), (x + y) * 127 // (w + h))))
 
