@@ -90,62 +90,45 @@ TEST(CGColorSpace, DrawingIntoAnotherSpaceMatchesColours) {
   EXPECT_EQ(drawn(CGColorSpaceCreateDeviceRGB(), solid(1, 1, {1, 2, 254})), (Bytes{255, 1, 2, 254}));
 }
 
-TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnly) {
-  const CGBitmapInfo argbInfo = kCGImageAlphaPremultipliedFirst;
+// The layouts a bitmap may have, zeroed, and where an orange fill's bytes land in each; others are refused.
+TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnlyAndFillsInTheirByteOrder) {
+  const CGBitmapInfo first = kCGImageAlphaPremultipliedFirst, last = kCGImageAlphaPremultipliedLast,
+                     little = kCGBitmapByteOrder32Little;
+  constexpr Bytes no{-1, -1, -1, -1};
   const struct {
     std::size_t w, h, bpc, bpr;
     bool gray;
     CGBitmapInfo info;
-    bool ok;
+    Bytes fill;
   } cases[] = {
-      {4, 2, 8, 16, false, argbInfo, true},                      {4, 2, 8, 0, false, kCGImageAlphaPremultipliedLast, true},
-      {4, 2, 8, 20, false, kCGImageAlphaNoneSkipFirst, true},    {4, 2, 8, 16, false, kCGImageAlphaNoneSkipLast, true},
-      {4, 2, 8, 16, false, argbInfo | kCGBitmapByteOrder32Little, true}, {4, 2, 8, 4, true, kCGImageAlphaNone, true},
-      {4, 2, 8, 16, false, kCGImageAlphaLast, false},            {4, 2, 8, 12, false, kCGImageAlphaNone, false},  // rgb 24
-      {4, 2, 16, 32, false, kCGImageAlphaPremultipliedLast, false}, {4, 2, 8, 8, true, kCGImageAlphaPremultipliedLast, false},
-      {4, 2, 8, 16, false, argbInfo | kCGBitmapByteOrder16Little, false}, {0, 2, 8, 16, false, argbInfo, false},
-      {4, 0, 8, 16, false, argbInfo, false},                     {4, 2, 8, 15, false, argbInfo, false},  // row too short
+      {4, 2, 8, 16, false, first, {255, 255, 128, 0}},       {4, 2, 8, 16, false, first | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
+      {4, 2, 8, 0, false, last, {255, 128, 0, 255}},         {4, 2, 8, 16, false, first | little, {0, 128, 255, 255}},
+      {4, 2, 8, 20, false, kCGImageAlphaNoneSkipFirst, {255, 255, 128, 0}}, {4, 2, 8, 16, false, last | little, {255, 0, 128, 255}},
+      {4, 2, 8, 16, false, kCGImageAlphaNoneSkipLast | little, {255, 0, 128, 255}},
+      {4, 2, 8, 4, true, kCGImageAlphaNone, {255, 255, 255, 255}},  // white in gray
+      {4, 2, 8, 16, false, kCGImageAlphaLast, no},           {4, 2, 8, 12, false, kCGImageAlphaNone, no},  // rgb 24
+      {4, 2, 16, 32, false, last, no},                       {4, 2, 8, 8, true, last, no},
+      {4, 2, 8, 16, false, first | kCGBitmapByteOrder16Little, no}, {0, 2, 8, 16, false, first, no},
+      {4, 0, 8, 16, false, first, no},                       {4, 2, 8, 15, false, first, no},  // row too short
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     const auto space = c.gray ? CGColorSpaceCreateDeviceGray() : srgb();
     const auto ctx = CGBitmapContextCreate(nullptr, c.w, c.h, c.bpc, c.bpr, space, c.info);
-    ASSERT_EQ(ctx != nullptr, c.ok);
+    ASSERT_EQ(ctx != nullptr, c.fill != no);
     if (!ctx) continue;
     const std::size_t px = c.gray ? 1 : 4, bpr = c.bpr ? c.bpr : c.w * px;
-    EXPECT_EQ(CGBitmapContextGetBytesPerRow(ctx), bpr);
-    EXPECT_EQ(CGBitmapContextGetBitsPerPixel(ctx), px * 8);
-    EXPECT_EQ(CGBitmapContextGetBitmapInfo(ctx), c.info);
+    EXPECT_EQ(std::tuple(CGBitmapContextGetBytesPerRow(ctx), CGBitmapContextGetBitsPerPixel(ctx), CGBitmapContextGetBitmapInfo(ctx)),
+              std::tuple(bpr, px * 8, c.info));
     EXPECT_EQ(CGBitmapContextGetColorSpace(ctx), space);
     const auto* data = static_cast<const std::uint8_t*>(CGBitmapContextGetData(ctx));
     EXPECT_TRUE(std::all_of(data, data + bpr * c.h, [](std::uint8_t v) { return v == 0; }));
+    CGContextSetRGBFillColor(ctx, 1, c.gray ? 1 : 128 / 255.0, c.gray ? 1 : 0, 1);
+    CGContextFillRect(ctx, CGRectMake(0, 0, 4, 2));
+    EXPECT_EQ(at(ctx, 0, 1), c.fill);
   }
   EXPECT_FALSE(CGBitmapContextCreate(nullptr, 4, 4, 8, 16, nullptr, kCGImageAlphaPremultipliedFirst) ||
                CGBitmapContextGetData(nullptr) || CGBitmapContextGetWidth(nullptr) || CGBitmapContextCreateImage(nullptr));
-}
-
-// Orange fill in every target layout: the bytes land where the layout says.
-TEST(CGBitmapContext, FillWritesEachLayoutsByteOrder) {
-  const struct {
-    CGBitmapInfo info;
-    Bytes bytes;
-  } cases[] = {
-      {kCGImageAlphaPremultipliedFirst, {255, 255, 128, 0}}, {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
-      {kCGImageAlphaPremultipliedLast, {255, 128, 0, 255}},  {kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little, {0, 128, 255, 255}},
-      {kCGImageAlphaNoneSkipFirst, {255, 255, 128, 0}},      {kCGImageAlphaPremultipliedLast | kCGBitmapByteOrder32Little, {255, 0, 128, 255}},
-      {kCGImageAlphaNoneSkipLast | kCGBitmapByteOrder32Little, {255, 0, 128, 255}},
-  };
-  for (const auto& c : cases) {
-    const auto ctx = CGBitmapContextCreate(nullptr, 1, 1, 8, 4, srgb(), c.info);
-    CGContextSetRGBFillColor(ctx, 1, 128 / 255.0, 0, 1);
-    CGContextFillRect(ctx, CGRectMake(0, 0, 1, 1));
-    EXPECT_EQ(at(ctx, 0, 0), c.bytes) << std::hex << c.info;
-  }
-  std::uint8_t g = 0;
-  const auto gray = CGBitmapContextCreate(&g, 1, 1, 8, 1, CGColorSpaceCreateDeviceGray(), kCGImageAlphaNone);
-  CGContextSetRGBFillColor(gray, 1, 1, 1, 1);
-  CGContextFillRect(gray, CGRectMake(0, 0, 1, 1));
-  EXPECT_EQ(g, 255);
 }
 
 TEST(CGBitmapContext, FillCoverageClearAndAlpha) {
