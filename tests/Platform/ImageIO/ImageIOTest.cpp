@@ -398,39 +398,6 @@ TEST(ImageSource, EveryLayoutIsWrittenStraightAndReadsBack) {
   }
 }
 
-TEST(ImageSource, DecodesLazilyAndOffersCheaperDecodesToDrawing) {
-  Data gray(kW * 8 * kH * 8);  // a JPEG big enough for 1/8 scaling, and a PNG for row streaming
-  for (std::size_t i = 0; i < gray.size(); ++i) gray[i] = std::uint8_t(i % 251);
-  const CGImageRef big = image8(kW * 8, kH * 8, 1, kCGImageAlphaNone, gray, CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2));
-  const auto jpeg = readBack(big, kUTTypeJPEG);
-  ASSERT_TRUE(jpeg);
-  const CGDataProvider& provider = *CGImageGetDataProvider(jpeg);
-  ASSERT_NE(provider.decoder(), nullptr);
-  EXPECT_FALSE(provider.ready()) << "made without decoding";
-  EXPECT_EQ(dims(provider.decoder()->decodeReduced(kW, kH)), (Dims{kW, kH}));
-  EXPECT_FALSE(provider.decoder()->decodeReduced(kW * 8, kH * 8) || provider.decoder()->canStreamRows()) << "no smaller decode";
-  EXPECT_EQ(pixelBytes(jpeg).size(), gray.size());
-  EXPECT_TRUE(provider.ready());
-
-  struct Collect final : ImageRowSink {
-    explicit Collect(std::size_t limit) : limit(limit) {}
-    bool consumeRow(const std::uint8_t* row) override {
-      bytes.insert(bytes.end(), row, row + kW * 8);
-      return ++rows < limit;
-    }
-    Data bytes;
-    std::size_t limit, rows = 0;
-  };
-  const auto png = readBack(big, kUTTypePNG);
-  ASSERT_TRUE(png);
-  const ImageDecoder* decoder = CGImageGetDataProvider(png)->decoder();
-  ASSERT_TRUE(decoder && decoder->canStreamRows());
-  Collect all(SIZE_MAX), some(3);
-  EXPECT_TRUE(decoder->streamRows(all) && decoder->streamRows(some));
-  EXPECT_EQ(all.bytes, gray);
-  EXPECT_EQ(some.rows, 3u) << "the sink may stop early";
-}
-
 TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
   constexpr std::uint32_t W = 3, H = 2;  // 3 x 2 stored pixels of distinct colours
   Data stored;
@@ -467,7 +434,7 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
   }
 }
 
-TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
+TEST(ImageSource, DecodesLazilyAndThumbnailsKeepWithinTheMaximumSide) {
   Data gray(400 * 200);
   for (std::size_t i = 0; i < gray.size(); ++i) gray[i] = std::uint8_t(i % 400 * 255 / 399);
   const CGImageRef wide = image8(400, 200, 1, kCGImageAlphaNone, gray, CGColorSpaceCreateWithName(kCGColorSpaceGenericGrayGamma2_2));
@@ -480,6 +447,15 @@ TEST(ImageSource, ThumbnailsKeepWithinTheMaximumSide) {
                          properties->boolForKey(kCGImagePropertyHasAlpha)), std::tuple(400.0, 200.0, false));
     EXPECT_EQ(*properties->objectForKey(kCGImagePropertyColorModel)->stringValue(), "Gray");
     EXPECT_EQ(properties->objectForKey(kCGImagePropertyDPIWidth), nullptr) << "no resolution in the file";
+    // Images decode lazily; drawing may ask JPEG and JPEG 2000 for reduced decodes, PNG for rows.
+    const CGImageRef full = CGImageSourceCreateImageAtIndex(source, 0);
+    const CGDataProvider& provider = *CGImageGetDataProvider(full);
+    ASSERT_TRUE(provider.decoder() && !provider.ready()) << "made without decoding";
+    EXPECT_EQ(provider.decoder()->canStreamRows(), type == kUTTypePNG);
+    EXPECT_EQ(dims(provider.decoder()->decodeReduced(100, 50)), type == kUTTypePNG ? (Dims{0, 0}) : (Dims{100, 50}));
+    EXPECT_FALSE(provider.decoder()->decodeReduced(400, 200)) << "no smaller decode";
+    EXPECT_EQ(pixelBytes(full).size(), gray.size());
+    EXPECT_TRUE(provider.ready());
     const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100}, {kCGImageSourceCreateThumbnailFromImageAlways, true}};
     const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
     ASSERT_EQ(dims(thumb), (Dims{100, 50}));
