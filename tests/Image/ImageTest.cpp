@@ -191,11 +191,9 @@ using T = CIImageTransform;
 
 TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageExtentsFollowExactlyAndTurnsAreCounterClockwise) {
   const auto image = CIImage::imageWithCGImage(solid(100, 50, {10, 20, 30}));
-  EXPECT_EQ(T::translateXByYBy(image, 0, 0), image);
-  EXPECT_EQ(T::translatePoint(image, {0, 0}), image);
-  EXPECT_EQ(T::scaleXByYBy(image, 1, 1), image);
-  EXPECT_EQ(T::rotateDegreeWithCenter(image, 0, {0, 0}), image);
-  EXPECT_EQ(T::imageByApplyingNSTransform(image, NSAffineTransform::transform()), image);
+  EXPECT_TRUE(T::translateXByYBy(image, 0, 0) == image && T::translatePoint(image, {0, 0}) == image &&
+              T::scaleXByYBy(image, 1, 1) == image && T::rotateDegreeWithCenter(image, 0, {0, 0}) == image &&
+              T::imageByApplyingNSTransform(image, NSAffineTransform::transform()) == image);
   auto shifted = NSAffineTransform::transform();  // one number off the identity builds the filter
   shifted->translateXByYBy(1, 0);
   EXPECT_EQ(T::imageByApplyingNSTransform(image, shifted)->extent(), CGRectMake(1, 0, 100, 50));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "Image/ImageTestSupport.h"
 #include "orvane/Platform/CoreGraphics/CGAffineTransform.h"
@@ -11,21 +10,6 @@ namespace orvane {
 namespace {
 
 using namespace testing;
-
-// The transform functions compiled in src: inversion, rotation and rectangle bounds.
-TEST(CGGeometry, InvertRotateAndRectangleBounds) {
-  const auto u = CGAffineTransformMake(2, 1, -1, 3, 5, -7);  // invert undoes, and leaves a singular transform alone
-  const CGPoint back = CGPointApplyAffineTransform(CGPointApplyAffineTransform({3, 4}, u), CGAffineTransformInvert(u));
-  EXPECT_TRUE(std::abs(back.x - 3) < 1e-12 && std::abs(back.y - 4) < 1e-12);
-  EXPECT_EQ(CGAffineTransformInvert(CGAffineTransformMake(1, 2, 2, 4, 1, 1)), CGAffineTransformMake(1, 2, 2, 4, 1, 1));
-  const auto turned = CGAffineTransformRotate(CGAffineTransformMakeTranslation(10, 0), std::numbers::pi / 2);
-  const CGPoint p = CGPointApplyAffineTransform({1, 0}, turned);  // turned counter-clockwise, then moved
-  EXPECT_TRUE(std::abs(p.x - 10) < 1e-14 && std::abs(p.y - 1) < 1e-14);
-  EXPECT_EQ(CGRectApplyAffineTransform(CGRectMake(1, 2, 3, 4), CGAffineTransformMake(-1, 0, 0, 2, 10, 0)), CGRectMake(6, 4, 3, 8));
-  EXPECT_NEAR(CGRectApplyAffineTransform(CGRectMake(0, 0, 2, 1), CGAffineTransformMakeRotation(std::numbers::pi / 4)).size.width,
-              1.5 * std::sqrt(2.0), 1e-12);
-  EXPECT_TRUE(CGRectIsNull(CGRectApplyAffineTransform(CGRectMake(0, 0, 1, 1), CGAffineTransformMake(NAN, 0, 0, 1, 0, 0))));
-}
 
 TEST(CGColorSpace, NamedDeviceAndICCSpacesAndTheirEquality) {
   for (const std::string_view name : {kCGColorSpaceSRGB, kCGColorSpaceLinearSRGB, kCGColorSpaceDisplayP3,
