@@ -143,7 +143,7 @@ TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
   for (std::uint32_t size : {0u, 11u, 12u, 13u, 39u, 40u, 41u, 52u, 56u, 64u, 100u, 108u, 124u, 125u}) {
     Data header = dataOf("BM");
     header.resize(14);
-    for (int i = 0; i < 4; ++i) header.push_back(std::uint8_t(size >> (8 * i)));
+    header.insert(header.end(), {std::uint8_t(size), 0, 0, 0});
     const bool known = size == 12 || size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
     EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
   }
@@ -177,13 +177,11 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
       SCOPED_TRACE(fraction);
       const Data cut(file.begin(), file.begin() + std::ptrdiff_t(file.size() * fraction));
       const auto pixels = codec.decode(cut);
-      for (const std::uint8_t beyond : {0x11, 0x22}) {  // a decoder reads its own bytes only
-        Data longer = cut;
-        for (int i = 0; i < 8; ++i) longer.push_back(i % 2 ? beyond : 2);
-        const auto other = codec.decode(ByteView(longer).first(cut.size()));
-        ASSERT_EQ(other.has_value(), pixels.has_value());
-        if (pixels) { EXPECT_EQ(other->storage, pixels->storage) << "read past the end"; }
-      }
+      Data longer = cut;  // a decoder reads its own bytes only
+      longer.insert(longer.end(), {2, 0x11, 2, 0x22, 2, 0x33, 2, 0x44});
+      const auto other = codec.decode(ByteView(longer).first(cut.size()));
+      ASSERT_EQ(other.has_value(), pixels.has_value());
+      if (pixels) { EXPECT_EQ(other->storage, pixels->storage) << "read past the end"; }
       RowCollector rows;
       EXPECT_EQ(codec.decodeRows(cut, rows), pixels.has_value());
       if (!pixels) continue;
@@ -417,8 +415,6 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
     ASSERT_TRUE(pngCodec().encode(view, {}, png));
     const auto source = CGImageSourceCreateWithData(png);
     EXPECT_EQ(CGImageSourceCopyPropertiesAtIndex(source, 0)->doubleForKey(kCGImagePropertyOrientation), orientation);
-    const NSDictionary onlyTransform{{kCGImageSourceCreateThumbnailWithTransform, true}};
-    EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(source, 0, &onlyTransform)) << "no embedded thumbnail";
     const NSDictionary options{{kCGImageSourceCreateThumbnailWithTransform, true},
                                {kCGImageSourceCreateThumbnailFromImageAlways, true}};
     const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
