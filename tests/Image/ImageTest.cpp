@@ -86,9 +86,8 @@ TEST(HXImageUtilityTest, ThumbnailsFitTheBoxInAnArgbBitmapAtLeastOnePixelASide) 
     SCOPED_TRACE(c.w);
     const CGImageRef thumb = H::createThumbnailFromImage(c.box, solid(c.w, c.h, {0, 128, 255}));
     EXPECT_EQ(dims(thumb), (Dims{c.tw, c.th}));
-    EXPECT_EQ(std::tuple(CGImageGetBytesPerRow(thumb), CGImageGetBitmapInfo(thumb), CGImageGetBitsPerComponent(thumb)),
-              std::tuple(c.tw * 4, 2u, 8u));
-    EXPECT_EQ(CGColorSpaceCopyName(CGImageGetColorSpace(thumb)), kCGColorSpaceSRGB);
+    EXPECT_EQ(std::tuple(CGImageGetBytesPerRow(thumb), CGImageGetBitmapInfo(thumb), CGImageGetBitsPerComponent(thumb),
+                         CGColorSpaceCopyName(CGImageGetColorSpace(thumb))), std::tuple(c.tw * 4, 2u, 8u, kCGColorSpaceSRGB));
     const Data px = pixelBytes(thumb);  // one colour everywhere, A R G B
     for (std::size_t i = 0; i < px.size(); i += 4) ASSERT_EQ(Data(px.begin() + i, px.begin() + i + 4), (Data{255, 0, 128, 255})) << i;
   }

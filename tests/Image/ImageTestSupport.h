@@ -59,19 +59,17 @@ inline Bytes bytesAt(const CGImageRef& image, std::size_t offset) {
   return px.size() < offset + 4 ? Bytes{-1, -1, -1, -1} : Bytes{px[offset], px[offset + 1], px[offset + 2], px[offset + 3]};
 }
 
-/// Width and height of an image.
-using Dims = std::array<std::size_t, 2>;
+using Dims = std::array<std::size_t, 2>;  // width and height
 inline Dims dims(const CGImageRef& image) { return {CGImageGetWidth(image), CGImageGetHeight(image)}; }
 
 /// Imposes a main screen (or none) for the object's lifetime.
-struct ScopedMainScreen {
-  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen) : overrides(with(screen)) {}
-  static EnvironmentOverrides with(std::optional<MainScreenOverride> screen) {
-    EnvironmentOverrides o = environmentOverrides();
-    o.mainScreen = screen ? *screen : MainScreenOverride{};
-    return o;
-  }
-  ScopedEnvironmentOverrides overrides;
+struct ScopedMainScreen : ScopedEnvironmentOverrides {
+  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen)
+      : ScopedEnvironmentOverrides([&] {
+          EnvironmentOverrides o = environmentOverrides();
+          o.mainScreen = screen.value_or(MainScreenOverride{});
+          return o;
+        }()) {}
 };
 
 }  // namespace orvane::testing
