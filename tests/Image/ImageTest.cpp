@@ -14,7 +14,6 @@
 #include "orvane/Platform/ImageIO/CGImageDestination.h"
 #include "orvane/Platform/ImageIO/CGImageProperties.h"
 #include "support/AreaAverage.h"
-#include "support/ChildProcess.h"
 
 namespace orvane {
 namespace {
@@ -104,7 +103,7 @@ TEST(HXImageUtilityTest, ThumbnailsFitTheBoxInAnArgbBitmapAtLeastOnePixelASide) 
   EXPECT_FALSE(H::createThumbnailFromNSImage({100, 100}, nullptr) || H::createThumbnailFromImage({100, 100}, nullptr));
 }
 
-TEST(HXImageUtilityTest, CoreImageRendersItsWholeExtentOrLogsAnUnusableOne) {
+TEST(HXImageUtilityTest, CoreImageRendersItsWholeExtentOrNothingForAnUnusableOne) {
   // The extent (-20, 30, 100.7, 50.2): its corner lands on the bitmap's origin, its size truncated.
   const CGImageRef rendered = H::createImageFromCIImage(CIImage::imageWithCGImage(solid(100, 50, {255, 0, 0}))
       ->imageByApplyingTransform(CGAffineTransformMake(1.007, 0, 0, 1.004, -20, 30)));
@@ -113,14 +112,8 @@ TEST(HXImageUtilityTest, CoreImageRendersItsWholeExtentOrLogsAnUnusableOne) {
   EXPECT_EQ(bytesAt(rendered, 0), (Bytes{255, 255, 0, 0})) << "top left";
   EXPECT_EQ(bytesAt(rendered, 100 * 50 * 4 - 4), (Bytes{255, 255, 0, 0})) << "bottom right";
 
-  const auto result = testing::runInChild([] {
-    return H::createImageFromCIImage(CIImage::imageWithColor(CIColor::colorWithRedGreenBlueAlpha(1, 0, 0, 1))) ||
-           H::createImageFromCIImage(CIImage::emptyImage()) || H::createImageFromCIImage(nullptr);
-  });
-  EXPECT_EQ(result.exitCode, 0);
-  std::size_t lines = 0;
-  for (std::size_t at = 0; (at = result.stderrText.find("] Error input image.\n", at)) != std::string::npos; ++at) ++lines;
-  EXPECT_EQ(lines, 3u);
+  EXPECT_FALSE(H::createImageFromCIImage(CIImage::imageWithColor(CIColor::colorWithRedGreenBlueAlpha(1, 0, 0, 1))) ||
+               H::createImageFromCIImage(CIImage::emptyImage()) || H::createImageFromCIImage(nullptr));
 }
 
 using N = NSImageUtilites;
