@@ -5,7 +5,6 @@
 
 #include "Image/ImageTestSupport.h"
 #include "orvane/Platform/CoreImage/CIContext.h"
-#include "orvane/Platform/CoreImage/CIFilter.h"
 
 namespace orvane {
 namespace {
@@ -28,33 +27,6 @@ TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyI
   EXPECT_TRUE(CGRectIsInfinite(color->imageByApplyingTransform(CGAffineTransformMakeRotation(1))->extent()));
   EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->imageByApplyingTransform(CGAffineTransformMakeScale(2, 2))->extent()));
   EXPECT_FALSE(CIImage::imageWithCGImage(nullptr) || CIImage::imageWithColor(nullptr));
-}
-
-TEST(CIFilterTest, AffineTransformNeedsAnImageAndATransformObject) {
-  EXPECT_FALSE(CIFilter::filterWithName("") || CIFilter::filterWithName("ciaffinetransform"));
-  const auto image = grayImage(100, 50);
-  auto filter = CIFilter::filterWithName("CIAffineTransform");
-  ASSERT_NE(filter, nullptr);
-  ASSERT_TRUE(filter->setValueForKey(image, kCIInputImageKey));
-  EXPECT_EQ(filter->outputImage(), nullptr) << "no transform before setDefaults";
-  filter->setDefaults();
-  EXPECT_EQ(std::get<std::shared_ptr<const CIImage>>(filter->valueForKey(kCIInputImageKey)), image);
-  EXPECT_EQ(filter->outputImage()->extent(), image->extent());
-  // The filter keeps the transform object and reads it when asked for output.
-  auto transform = NSAffineTransform::transform();
-  transform->translateXByYBy(10, -5);
-  ASSERT_TRUE(filter->setValueForKey(transform, kCIInputTransformKey));
-  EXPECT_EQ(std::get<std::shared_ptr<const NSAffineTransform>>(filter->valueForKey(kCIInputTransformKey)), transform);
-  const auto moved = filter->outputImage();
-  transform->scaleXByYBy(2, 0.5);  // applied before the move
-  EXPECT_EQ(std::pair(moved->extent(), filter->outputImage()->extent()),
-            std::pair(CGRectMake(10, -5, 100, 50), CGRectMake(10, -5, 200, 25))) << "an output never changes";
-  EXPECT_FALSE(filter->setValueForKey(transform, kCIInputImageKey) || filter->setValueForKey(image, kCIInputTransformKey) ||
-               filter->setValueForKey(image, "inputScale"));
-  EXPECT_NE(filter->outputImage(), nullptr) << "refused values change nothing";
-  ASSERT_TRUE(filter->setValueForKey(std::monostate{}, kCIInputTransformKey));
-  EXPECT_EQ(filter->outputImage(), nullptr) << "an absent transform is not the identity";
-  EXPECT_TRUE(std::holds_alternative<std::monostate>(filter->valueForKey(kCIInputTransformKey)));
 }
 
 using Pixel = std::array<std::uint8_t, 4>;  // R G B A, premultiplied
