@@ -101,14 +101,12 @@ struct FakeDecoder : ImageDecoder {
 TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
   FakeDecoder decoder(8, false, false);
   const auto img = decoder.image();
-  ASSERT_TRUE(img);
-  EXPECT_EQ(decoder.decodes, 0);
+  ASSERT_TRUE(img && decoder.decodes == 0);
   std::atomic<int> seen{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) threads.emplace_back([&] { seen += pixelBytes(img) == Data(128, 100); });
   for (auto& t : threads) t.join();
-  EXPECT_EQ(seen, 4);
-  EXPECT_EQ(decoder.decodes, 1);
+  EXPECT_EQ(std::pair(seen.load(), decoder.decodes.load()), std::pair(4, 1));
 }
 
 // Shrinking draws use a reduced decode big enough, else stream rows (and stop once the visible

@@ -247,9 +247,9 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
     return t.in.bits == 16 ? std::uint16_t(v * 257 + (x + c) % 200) : std::uint8_t(v);
   };
   testing::TempDir dir;
-  std::vector<std::string> listing;
+  std::ofstream written(dir / "written.txt");  // for Pillow's reading of each, as "name channels bits"
   for (const WriteCase& t : table) {
-    SCOPED_TRACE("case " + std::to_string(listing.size()));
+    SCOPED_TRACE("case " + std::to_string(&t - table));
     Data src;  // samples in host order
     for (std::size_t i = 0; i < std::size_t{w} * h * t.in.channels; ++i) {
       const auto s = std::uint16_t(value(t, i / t.in.channels, unsigned(i % t.in.channels)));
@@ -263,12 +263,9 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
     EXPECT_EQ(src, before) << "an encoder changed the caller's pixels";
     EXPECT_EQ(sniffCodec(file), &codecFor(t.format));
     ASSERT_TRUE(codecFor(t.format).decode(file));
-    const std::string name = "w" + std::to_string(listing.size());
-    writeFile(dir / name, file);
-    listing.push_back(name + ' ' + std::to_string(t.pillow.channels) + ' ' + std::to_string(t.pillow.bits));
+    writeFile(dir / ("w" + std::to_string(&t - table)), file);
+    written << 'w' << (&t - table) << ' ' << int{t.pillow.channels} << ' ' << int{t.pillow.bits} << '\n';
   }
-  std::ofstream written(dir / "written.txt");  // Pillow's reading of each, as "name channels bits"
-  for (const std::string& line : listing) written << line << '\n';
   written.close();
   ASSERT_EQ(runScript("read", dir.path()), 0);
   for (std::size_t i = 0; i < std::size(table); ++i) {
