@@ -39,12 +39,10 @@ TEST(HXImageUtilityTest, FileTypesErrorsAndScreenValues) {
                 {"NSLocalizedFailureReason", reason}, {"NSLocalizedRecoverySuggestion", suggestion},
                 {"NSLocalizedDescription", reason + suggestion}}));
 
-  {  // the resolution falls back to 72 but the scale factor to 0
-    ScopedMainScreen none(std::nullopt);
-    EXPECT_EQ(std::pair(H::defaultDPI(), H::backScaleFactor()), std::pair(72.0, 0.0));
-  }
   ScopedMainScreen retina(MainScreenOverride{true, CGSizeMake(144, 96), 2.0});
   EXPECT_EQ(std::pair(H::defaultDPI(), H::backScaleFactor()), std::pair(144.0, 2.0)) << "the horizontal resolution";
+  ScopedMainScreen none(std::nullopt);  // the resolution falls back to 72 but the scale factor to 0
+  EXPECT_EQ(std::pair(H::defaultDPI(), H::backScaleFactor()), std::pair(72.0, 0.0));
 }
 
 TEST(HXImageUtilityTest, SavedImagesReadBackAndTheQualityTravelsInOptionsAndProperties) {

@@ -121,15 +121,14 @@ TEST(NSImageTest, LockFocusKeepsWhatTheImageShowedAndWithoutPixelsDrawsNowhere) 
   fillRed(CGRectMake(0, 0, 4, 2));
   image->unlockFocus();
   const auto pixels = std::dynamic_pointer_cast<NSBitmapImageRep>(image->representations()[0])->CGImage();
-  EXPECT_EQ(pixel(pixels, 0, 0), kBlue);
-  EXPECT_EQ(pixel(pixels, 3, 3), kRed);
+  EXPECT_EQ(std::pair(pixel(pixels, 0, 0), pixel(pixels, 3, 3)), std::pair(kBlue, kRed));
 
   auto empty = NSImage::initWithSize({0, 10});
   empty->lockFocus();
-  EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr);
+  EXPECT_EQ(NSGraphicsContext::currentContext(), nullptr) << "no pixels: no bitmap to draw into";
   empty->unlockFocus();
   empty->unlockFocus();  // unbalanced: nothing happens
-  EXPECT_TRUE(empty->representations().empty());
+  EXPECT_TRUE(empty->representations().empty() && NSGraphicsContext::currentContext() == nullptr);
 }
 
 TEST(NSImageTest, DrawInRectPicksTheBitmapThatFitsTheDestinationPixels) {
@@ -147,12 +146,10 @@ TEST(NSImageTest, DrawInRectPicksTheBitmapThatFitsTheDestinationPixels) {
     image->drawInRect(CGRectMake(0, 0, rect, rect));
     EXPECT_EQ(at(bitmap, 0, 0), expected) << side << " " << ctm;
   }
-  auto none = argb(2, 2);
-  {
-    Current current(none, false);
-    NSImage::initWithSize({2, 2})->drawInRect(CGRectMake(0, 0, 2, 2));
-  }
+  auto none = argb(2, 2);  // nothing to draw, or no context to draw into
   NSImage::initWithCGImageSize(red(2, 2), CGSizeZero)->drawInRect(CGRectMake(0, 0, 2, 2));
+  Current current(none, false);
+  NSImage::initWithSize({2, 2})->drawInRect(CGRectMake(0, 0, 2, 2));
   for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(at(none, i % 2, i / 2), kClear);
 }
 
