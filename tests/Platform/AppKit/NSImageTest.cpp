@@ -18,10 +18,6 @@ constexpr Bytes kClear{0, 0, 0, 0}, kRed{255, 255, 0, 0}, kBlue{255, 0, 0, 255};
 CGImageRef red(std::size_t w, std::size_t h) { return solid(w, h, {255, 0, 0}); }
 CGImageRef blue(std::size_t w, std::size_t h) { return solid(w, h, {0, 0, 255}); }
 
-std::optional<MainScreenOverride> screen(std::optional<double> scale) {
-  return scale ? std::optional(MainScreenOverride{true, {72, 72}, *scale}) : std::nullopt;
-}
-
 // A pixel of an 8-bit RGBA or ARGB image, as A R G B.
 Bytes pixel(const CGImageRef& image, std::size_t col, std::size_t row) {
   const Bytes p = bytesAt(image, row * CGImageGetBytesPerRow(image) + col * 4);
@@ -94,7 +90,7 @@ TEST(NSImageTest, LockFocusDrawsIntoAScreenScaledBitmapThatBecomesTheFirstRepres
   for (const auto& [scale, size, wide, high] :
        {std::tuple{std::optional(2.0), CGSize{10.5, 4}, 21, 8}, {std::nullopt, {3, 3}, 3, 3},
         {1.5, {3, 3}, 5, 5}, {1.0, {100, 50}, 100, 50}}) {
-    ScopedMainScreen main(screen(scale));
+    ScopedMainScreen main(scale ? std::optional(MainScreenOverride{true, {72, 72}, *scale}) : std::nullopt);
     Current current(argb(1, 1), false);
     const auto before = NSGraphicsContext::currentContext();
     auto image = NSImage::imageWithSizeFlippedDrawingHandler(size, false, [](CGRect) { return true; });

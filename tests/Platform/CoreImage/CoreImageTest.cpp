@@ -9,13 +9,9 @@
 namespace orvane {
 namespace {
 
-std::shared_ptr<const CIImage> grayImage(std::size_t width, std::size_t height) {
-  return CIImage::imageWithCGImage(testing::image8(width, height, 1, kCGImageAlphaNone, Data(width * height, 7),
-                                                   CGColorSpaceCreateDeviceGray()));
-}
-
 TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyImagesStaySo) {
-  const auto image = grayImage(100, 50);
+  const auto image = CIImage::imageWithCGImage(testing::image8(100, 50, 1, kCGImageAlphaNone, Data(5000, 7),
+                                                              CGColorSpaceCreateDeviceGray()));
   // Two turns by 45 degrees: the box of the box, not of one turn by 90 degrees (50 x 100).
   const auto eighth = CGAffineTransformMakeRotation(std::numbers::pi / 4);
   const auto once = image->imageByApplyingTransform(eighth), twice = once->imageByApplyingTransform(eighth);
