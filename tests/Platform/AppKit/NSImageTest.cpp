@@ -41,7 +41,6 @@ bool fillRed(CGRect rect) {
 }
 
 TEST(NSImageTest, SizesAndTheOrderedRepresentationList) {
-  EXPECT_TRUE(NSImage::initWithSize({133, 200})->representations().empty());
   EXPECT_EQ(NSImage::initWithCGImageSize(red(64, 48), CGSizeZero)->size(), (CGSize{64, 48}));
   EXPECT_FALSE(NSImage::initWithCGImageSize(nullptr, CGSizeZero) ||
                NSImage::imageWithSizeFlippedDrawingHandler({10, 5}, false, nullptr));

@@ -446,6 +446,8 @@ TEST(ImageSource, DecodesLazilyAndThumbnailsKeepWithinTheMaximumSide) {
     EXPECT_FALSE(provider.decoder()->decodeReduced(400, 200)) << "no smaller decode";
     EXPECT_EQ(pixelBytes(full).size(), gray.size());
     EXPECT_TRUE(provider.ready());
+    const NSDictionary noAlways{{kCGImageSourceThumbnailMaxPixelSize, 100}};
+    EXPECT_FALSE(CGImageSourceCreateThumbnailAtIndex(source, 0, &noAlways)) << "no embedded thumbnail";
     const NSDictionary options{{kCGImageSourceThumbnailMaxPixelSize, 100}, {kCGImageSourceCreateThumbnailFromImageAlways, true}};
     const CGImageRef thumb = CGImageSourceCreateThumbnailAtIndex(source, 0, &options);
     ASSERT_EQ(dims(thumb), (Dims{100, 50}));
