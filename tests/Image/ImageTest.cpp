@@ -1,5 +1,4 @@
-// The image interface: file types, saving, thumbnails (fit, layout and, for every format, within
-// 40 dB of the exact area average), NSImage conversions, Core Image transforms.
+// The image interface: file types, saving, thumbnails, NSImage conversions, Core Image transforms.
 
 #include <gtest/gtest.h>
 
@@ -193,17 +192,15 @@ TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageExtentsFollowExactlyA
   const CGRect turned = T::rotateDegreeWithCenter(image, 90, {50, 50})->extent();  // about (50, 50): x 50...100
   EXPECT_NEAR(std::abs(turned.origin.x - 50) + std::abs(turned.origin.y) + std::abs(turned.size.width - 50), 0, 1e-9);
 
-  // A quarter turn is counter-clockwise: of a 2 x 2 image, top row red and green, bottom row blue
-  // and white, the top-right green comes to the top left, red goes down.
+  // A quarter turn is counter-clockwise: the top-right green comes to the top left, red goes down.
   const CGImageRef quarter = H::createImageFromCIImage(T::rotateDegreeWithCenter(CIImage::imageWithCGImage(image8(
       2, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255})), 90, {1, 1}));
   EXPECT_EQ(bytesAt(quarter, 0), (Bytes{255, 0, 255, 0}));
   EXPECT_EQ(bytesAt(quarter, 8), (Bytes{255, 255, 0, 0}));
 }
 
-// Thumbnails of large pictures come from reduced decodes (JPEG's scaled IDCT, JPEG 2000's resolution
-// levels) or from rows streamed into the average; in every format the result stays within 40 dB of
-// the exact area average of the full-size decode.
+// Thumbnails of large pictures come from reduced decodes or streamed rows; in every format they stay
+// within 40 dB of the exact area average of the full-size decode.
 TEST(ThumbnailQuality, EveryFormatStaysWithin40dBOfTheAreaAverage) {
   // Smooth colour with hard-edged bars and grain: what a photograph asks of a reduced decode.
   const std::size_t w = 1600, h = 1200;

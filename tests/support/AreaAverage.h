@@ -1,7 +1,7 @@
 #pragma once
 
-// The exact area average of an image, the reference thumbnails and shrinking draws are measured
-// against: each device pixel receives every source pixel's samples times the area they share.
+// The exact area average thumbnails and shrinking draws are measured against: each device pixel
+// receives every source pixel's samples times the area they share.
 
 #include <algorithm>
 #include <cmath>

@@ -59,9 +59,8 @@ TEST(NSImageTest, SizesAndTheOrderedRepresentationList) {
 }
 
 TEST(NSImageTest, DrawingHandlersDrawInTheirOwnSpaceMappedOntoTheRectangle) {
-  // The image is drawn into the 8 x 4 band at the bottom of an 8 x 8 bitmap (rows 4-7), or, in a
-  // flipped context, into the band at the top (rows 0-3); its lower-left (or, flipped, upper-left)
-  // quarter fills 2 rows from firstRow.
+  // Drawn into the 8 x 4 band at the bottom of 8 x 8 (rows 4-7), or flipped at the top (rows 0-3); the
+  // handler's lower-left (flipped: upper-left) quarter fills 2 rows from firstRow.
   for (const auto& [repFlipped, contextFlipped, firstRow] :
        {std::tuple{false, false, 6u}, {true, false, 4u}, {false, true, 2u}, {true, true, 0u}}) {
     SCOPED_TRACE(::testing::Message() << repFlipped << contextFlipped);
@@ -105,7 +104,8 @@ TEST(NSImageTest, LockFocusDrawsIntoAScreenScaledBitmapThatBecomesTheFirstRepres
     const double s = scale.value_or(1.0);
     const auto cover = [](double extent, double from) { return std::clamp(extent - from, 0.0, 1.0); };
     for (int i = 0; i < wide * high; ++i)
-      ASSERT_NEAR(pixel(bitmap->CGImage(), i % wide, i / wide)[0], 255 * cover(2 * s, i % wide) * cover(s, high - 1 - i / wide), 1) << i;
+      ASSERT_NEAR(pixel(bitmap->CGImage(), i % wide, i / wide)[0],
+                  255 * cover(2 * s, i % wide) * cover(s, high - 1 - i / wide), 1) << i;
   }
 }
 
@@ -187,7 +187,8 @@ TEST(NSGraphicsContextTest, StateStackRestoresTheContextAndItsGraphicsStatePerTh
 TEST(NSBitmapImageRepCodingTest, WritesEveryFileTypeAtTheQualityAskedAndReadsItBack) {
   Data px;  // 5 x 3 pixels whose colour moves 30 levels a pixel
   for (int i = 0; i < 15; ++i)
-    px.insert(px.end(), {std::uint8_t(30 * (i % 5) + 20), std::uint8_t(40 * (i / 5) + 10), std::uint8_t(200 - 10 * (i % 5 + i / 5))});
+    px.insert(px.end(),
+              {std::uint8_t(30 * (i % 5) + 20), std::uint8_t(40 * (i / 5) + 10), std::uint8_t(200 - 10 * (i % 5 + i / 5))});
   const auto rep = NSBitmapImageRep::initWithCGImage(image8(5, 3, 3, kCGImageAlphaNone, px));
   const NSDictionary best{{NSImageCompressionFactor, 1.0f}}, worst{{NSImageCompressionFactor, 0.0f}};
   const std::tuple<NSBitmapImageFileType, std::string_view, bool> cases[] = {

@@ -52,8 +52,7 @@ TEST(CGColorSpace, DrawingIntoAnotherSpaceMatchesColours) {
     CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), image);
     return at(ctx, 0, 0);
   };
-  // sRGB into Display P3: same white point, so the linear values go through XYZ with the two
-  // primaries' matrices (IEC 61966-2-1, SMPTE EG 432-1).
+  // sRGB into Display P3: same white point, linear values through the primaries' matrices (SMPTE EG 432-1).
   const double p3FromSrgb[3][3] = {{0.8225, 0.1774, 0.0000}, {0.0332, 0.9669, 0.0000}, {0.0171, 0.0724, 0.9108}};
   const std::uint8_t in[3] = {200, 30, 90};
   const Bytes p3 = drawn(CGColorSpaceCreateWithName(kCGColorSpaceDisplayP3), solid(1, 1, {in[0], in[1], in[2]}));
@@ -72,7 +71,7 @@ TEST(CGColorSpace, DrawingIntoAnotherSpaceMatchesColours) {
 // The layouts a bitmap may have, zeroed, and where an orange fill's bytes land in each; others are refused.
 TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnlyAndFillsInTheirByteOrder) {
   const CGBitmapInfo first = kCGImageAlphaPremultipliedFirst, last = kCGImageAlphaPremultipliedLast,
-                     little = kCGBitmapByteOrder32Little;
+                     little = kCGBitmapByteOrder32Little, big = kCGBitmapByteOrder32Big;
   constexpr Bytes no{-1, -1, -1, -1};
   const struct {
     std::size_t w, h, bpc, bpr;
@@ -80,7 +79,7 @@ TEST(CGBitmapContext, CreatesTheSupportedLayoutsOnlyAndFillsInTheirByteOrder) {
     CGBitmapInfo info;
     Bytes fill;
   } cases[] = {
-      {4, 2, 8, 16, false, first, {255, 255, 128, 0}},       {4, 2, 8, 16, false, first | kCGBitmapByteOrder32Big, {255, 255, 128, 0}},
+      {4, 2, 8, 16, false, first, {255, 255, 128, 0}},       {4, 2, 8, 16, false, first | big, {255, 255, 128, 0}},
       {4, 2, 8, 0, false, last, {255, 128, 0, 255}},         {4, 2, 8, 16, false, first | little, {0, 128, 255, 255}},
       {4, 2, 8, 20, false, kCGImageAlphaNoneSkipFirst, {255, 255, 128, 0}}, {4, 2, 8, 16, false, last | little, {255, 0, 128, 255}},
       {4, 2, 8, 16, false, kCGImageAlphaNoneSkipLast | little, {255, 0, 128, 255}},

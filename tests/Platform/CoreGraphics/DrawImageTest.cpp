@@ -109,8 +109,7 @@ TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
   EXPECT_EQ(std::pair(seen.load(), decoder.decodes.load()), std::pair(4, 1));
 }
 
-// Shrinking draws use a reduced decode big enough, else stream rows (and stop once the visible
-// rows are in), else decode in full; enlarging and 1:1 draws use the full decode.
+// Shrinking draws use a reduced decode big enough, else streamed rows, else the full decode; enlarging: full.
 TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
   const struct {
     int side;
@@ -146,8 +145,7 @@ TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
 }
 
 
-// A constant opaque image stays that constant wherever it covers whole pixels, and nothing lands
-// outside it: upright, turned half-way round or by 30 degrees, shrunk or enlarged.
+// A constant image stays constant wherever it covers whole pixels, nothing lands outside; at any scale and angle.
 TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
   const struct {
     double angle, w, h;
@@ -218,8 +216,7 @@ TEST(DrawImage, TransparencyNeitherDarkensNorTintsAndGlobalAlphaBlends) {
   EXPECT_EQ(at(ctx, 0, 0), (Bytes{255, 128, 128, 128}));
 }
 
-// Enlarging: linear for Default and Low, Catmull-Rom over four taps for High (the taps past the
-// ends folded onto the edge pixels), nearest for None; worked out here on their own.
+// Enlarging: linear for Default and Low, Catmull-Rom for High (edge pixels repeated), nearest for None.
 TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
   const int n = 7, W = 18;

@@ -147,8 +147,7 @@ TEST(ImageCodec, SniffingKnowsTheFormatsAndNothingElse) {
     EXPECT_EQ(codecFor(ImageFormat::BMP).sniff(header), known) << size;
   }
   EXPECT_EQ(sniffCodec(bytesOf(std::string("IM*\0\b\0\0\0", 8))), nullptr) << "a TIFF starts II or MM";
-  // A 4 x 2 RLE8 bitmap with two palette entries: "end of bitmap" alone is a whole picture of
-  // index 0; half a code gives nothing.
+  // A 4 x 2 RLE8 bitmap: "end of bitmap" alone is a whole picture of index 0; half a code gives nothing.
   Data rle = dataOf("BM");
   for (std::uint32_t v : {64u, 0u, 62u, 40u, 4u, 2u, 0x80001u, 1u, 2u, 0u, 0u, 2u, 0u, 0u, 0xFFFFFFu, 0x100u})
     for (int i = 0; i < 4; ++i) rle.push_back(std::uint8_t(v >> (8 * i)));
@@ -186,8 +185,7 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
       if (!pixels) continue;
       ASSERT_EQ(std::pair(pixels->info.width, pixels->info.height), std::pair(full->info.width, full->info.height));
       EXPECT_EQ(rows.rows, pixels->info.height);
-      // BMP and sequential PNG stream through the decoder itself: the rows it
-      // keeps (a last row whole before a cut included) and zero past the cut.
+      // BMP and sequential PNG stream the rows the decoder keeps, a last whole row before the cut included.
       if (codec.format() == ImageFormat::BMP || (codec.format() == ImageFormat::PNG && sequential)) {
         EXPECT_TRUE(rows.same(*pixels)) << "streamed rows differ";
       }
@@ -201,8 +199,6 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
   }
   EXPECT_GT(partial, 0);
 }
-
-// ---- writing
 
 struct Layout {
   std::uint8_t channels, bits;
