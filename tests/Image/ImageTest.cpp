@@ -30,7 +30,10 @@ TEST(HXImageUtilityTest, FileTypesErrorsAndScreenValues) {
   EXPECT_FALSE(H::bitmapFileTypeToUTI(6));
   for (const auto other : {std::optional<std::string_view>("PUBLIC.PNG"), {"public.webp"}, {""}, {std::nullopt}})
     EXPECT_EQ(H::bitmapFileTypeFromUTI(other), 3u) << "only identifiers fall back to JPEG";
-  const auto e = H::errorForNoImageExist(std::nullopt);  // one of the records: every one is built alike
+  EXPECT_EQ((std::array{H::supportMaxSize(), H::supportMinSize(), H::minimunDPI()}), (std::array{16384.0, 1.0, 60.0}));
+  EXPECT_EQ(H::errorForNotAPhotoFile("a.png")->userInfo.at("NSLocalizedFailureReason"), "The file(a.png) is not a photo.");
+  EXPECT_EQ(H::errorForInvalidParameter()->userInfo.at("NSLocalizedRecoverySuggestion"), "Input image must not be NULL.");
+  const auto e = H::errorForNoImageExist(std::nullopt);  // the records are built alike
   ASSERT_TRUE(e);
   const std::string reason = "No image exist((null)) or too small(1x1).", suggestion = "Please select an another photo file.";
   EXPECT_EQ(std::tuple(e->domain, e->code, e->userInfo),
@@ -199,8 +202,7 @@ TEST(CIImageTransformTest, IdentitiesAnswerTheVerySameImageExtentsFollowExactlyA
   EXPECT_EQ(bytesAt(quarter, 8), (Bytes{255, 255, 0, 0}));
 }
 
-// Thumbnails of large pictures come from reduced decodes or streamed rows; in every format they stay
-// within 40 dB of the exact area average of the full-size decode.
+// Thumbnails from reduced decodes or streamed rows stay within 40 dB of the exact area average.
 TEST(ThumbnailQuality, EveryFormatStaysWithin40dBOfTheAreaAverage) {
   // Smooth colour with hard-edged bars and grain: what a photograph asks of a reduced decode.
   const std::size_t w = 1600, h = 1200;

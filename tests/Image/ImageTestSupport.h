@@ -22,7 +22,6 @@ inline CGImageRef image(std::size_t w, std::size_t h, std::size_t bpc, std::size
                        CGDataProviderCreateWithData(std::move(bytes)), nullptr, true, kCGRenderingIntentDefault);
 }
 
-/// An 8-bit image of `channels` components per pixel.
 inline CGImageRef image8(std::size_t w, std::size_t h, std::size_t channels, CGBitmapInfo info, Data bytes,
                          CGColorSpaceRef space = srgb()) {
   return image(w, h, 8, 8 * channels, info, std::move(bytes), std::move(space));
@@ -53,7 +52,6 @@ inline Data pixelBytes(const CGImageRef& image) {
   return bytes ? *bytes : Data{};
 }
 
-/// Four bytes of an image's pixels from `offset`.
 inline Bytes bytesAt(const CGImageRef& image, std::size_t offset) {
   const Data px = pixelBytes(image);
   return px.size() < offset + 4 ? Bytes{-1, -1, -1, -1} : Bytes{px[offset], px[offset + 1], px[offset + 2], px[offset + 3]};

@@ -68,7 +68,7 @@ TEST(CGImage, CreateChecksItsParametersAndCropsTheIntegralRectangle) {
   EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)) || CGImageCreateWithImageInRect(img, CGRectNull));
 }
 
-// A decoder that hands out a solid grey picture and counts its calls.
+// A decoder that hands out a solid grey picture (10 lighter when reduced) and counts its calls.
 struct FakeDecoder : ImageDecoder {
   FakeDecoder(int side, bool reduced, bool stream, bool streamFails = false)
       : w(side), h(side / 2), reduced(reduced), stream(stream), streamFails(streamFails) {}
@@ -79,7 +79,6 @@ struct FakeDecoder : ImageDecoder {
   }
   CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
     asked = {double(minWidth), double(minHeight)};
-    // Colour 10 apart from the full decode, so a test sees which one drew.
     return reduced ? solid(w / 4, h / 4, {110, 110, 110}) : nullptr;
   }
   bool canStreamRows() const override { return stream; }

@@ -5,6 +5,7 @@
 
 #include "Image/ImageTestSupport.h"
 #include "orvane/Platform/CoreImage/CIContext.h"
+#include "orvane/Platform/CoreImage/CIFilter.h"
 
 namespace orvane {
 namespace {
@@ -24,6 +25,16 @@ TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyI
   EXPECT_FALSE(CIImage::imageWithCGImage(nullptr) || CIImage::imageWithColor(nullptr));
 }
 
+// The filter's values: those of its keys and types, and no others.
+TEST(CIFilterTest, KeepsTheValuesItTakesAndRefusesOthers) {
+  auto filter = CIFilter::filterWithName("CIAffineTransform");
+  const auto image = CIImage::emptyImage();
+  ASSERT_TRUE(filter && !CIFilter::filterWithName("ciaffinetransform") && filter->setValueForKey(image, kCIInputImageKey));
+  EXPECT_FALSE(filter->setValueForKey(image, kCIInputTransformKey) || filter->setValueForKey(image, "inputScale"));
+  EXPECT_EQ(std::get<std::shared_ptr<const CIImage>>(filter->valueForKey(kCIInputImageKey)), image);
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(filter->valueForKey(kCIInputTransformKey)));
+}
+
 using Pixel = std::array<std::uint8_t, 4>;  // R G B A, premultiplied
 
 // Deterministic noise: neighbouring pixels differ widely, so any resampling shows.
@@ -32,7 +43,6 @@ Pixel noise(std::size_t col, std::size_t row) {
   return {std::uint8_t(h >> 24), std::uint8_t(h >> 16), std::uint8_t(h >> 8), 255};
 }
 
-// An opaque sRGB image of noise (column, row from the top).
 CGImageRef noiseImage(std::size_t width, std::size_t height) {
   Data bytes;
   for (std::size_t i = 0; i < width * height; ++i)

@@ -82,7 +82,6 @@ struct RowCollector final : RowSink {
     EXPECT_EQ(y, rows++);
     bytes.insert(bytes.end(), row, row + std::size_t{info.width} * info.bytesPerPixel());
   }
-  bool same(const Pixels& p) const { return maxDifference(p, bytes, 8) == 0; }
   ImageInfo info;
   Data bytes;
   std::uint32_t rows = 0;
@@ -187,7 +186,7 @@ TEST(ImageCodec, TruncatedFilesGiveTheirRowsOrNothing) {
       EXPECT_EQ(rows.rows, pixels->info.height);
       // BMP and sequential PNG stream the rows the decoder keeps, a last whole row before the cut included.
       if (codec.format() == ImageFormat::BMP || (codec.format() == ImageFormat::PNG && sequential)) {
-        EXPECT_TRUE(rows.same(*pixels)) << "streamed rows differ";
+        EXPECT_EQ(maxDifference(*pixels, rows.bytes, 8), 0u) << "streamed rows differ";
       }
       for (std::uint32_t y = 0; sequential && y < pixels->info.height; ++y) {  // the full row or, past the cut, zero
         const std::uint8_t* row = pixels->row(y);
@@ -257,7 +256,6 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
     if (t.format == ImageFormat::JPEG) options.quality = 0.9;  // JPEG 2000 without a quality is lossless
     ASSERT_TRUE(codecFor(t.format).encode(viewOf(src, t.in, w, h), options, file));
     EXPECT_EQ(src, before) << "an encoder changed the caller's pixels";
-    EXPECT_EQ(sniffCodec(file), &codecFor(t.format));
     ASSERT_TRUE(codecFor(t.format).decode(file));
     writeFile(dir / ("w" + std::to_string(&t - table)), file);
     written << 'w' << (&t - table) << ' ' << int{t.pillow.channels} << ' ' << int{t.pillow.bits} << '\n';
@@ -464,6 +462,7 @@ TEST(ImageSource, AnswersNothingForBadArguments) {
                CGImageDestinationCreateWithData(nullptr, kUTTypePNG, 1));
   EXPECT_FALSE(CGImageDestinationFinalize(CGImageDestinationCreateWithData(data, kUTTypePNG, 1))) << "no image";
   EXPECT_TRUE(data->empty());
+  EXPECT_EQ(CGImageSourceCopyTypeIdentifiers().size() + CGImageDestinationCopyTypeIdentifiers().size(), 12u);
 }
 
 }  // namespace
