@@ -22,7 +22,6 @@ inline CGImageRef image(std::size_t w, std::size_t h, std::size_t bpc, std::size
                        CGDataProviderCreateWithData(std::move(bytes)), nullptr, true, kCGRenderingIntentDefault);
 }
 
-/// An 8-bit image of `channels` components per pixel.
 inline CGImageRef image8(std::size_t w, std::size_t h, std::size_t channels, CGBitmapInfo info, Data bytes,
                          CGColorSpaceRef space = srgb()) {
   return image(w, h, 8, 8 * channels, info, std::move(bytes), std::move(space));
@@ -53,25 +52,22 @@ inline Data pixelBytes(const CGImageRef& image) {
   return bytes ? *bytes : Data{};
 }
 
-/// Four bytes of an image's pixels from `offset`.
 inline Bytes bytesAt(const CGImageRef& image, std::size_t offset) {
   const Data px = pixelBytes(image);
   return px.size() < offset + 4 ? Bytes{-1, -1, -1, -1} : Bytes{px[offset], px[offset + 1], px[offset + 2], px[offset + 3]};
 }
 
-/// Width and height of an image.
-using Dims = std::array<std::size_t, 2>;
+using Dims = std::array<std::size_t, 2>;  // width and height
 inline Dims dims(const CGImageRef& image) { return {CGImageGetWidth(image), CGImageGetHeight(image)}; }
 
 /// Imposes a main screen (or none) for the object's lifetime.
-struct ScopedMainScreen {
-  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen) : overrides(with(screen)) {}
-  static EnvironmentOverrides with(std::optional<MainScreenOverride> screen) {
-    EnvironmentOverrides o = environmentOverrides();
-    o.mainScreen = screen ? *screen : MainScreenOverride{};
-    return o;
-  }
-  ScopedEnvironmentOverrides overrides;
+struct ScopedMainScreen : ScopedEnvironmentOverrides {
+  explicit ScopedMainScreen(std::optional<MainScreenOverride> screen)
+      : ScopedEnvironmentOverrides([&] {
+          EnvironmentOverrides o = environmentOverrides();
+          o.mainScreen = screen.value_or(MainScreenOverride{});
+          return o;
+        }()) {}
 };
 
 }  // namespace orvane::testing

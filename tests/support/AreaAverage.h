@@ -1,7 +1,7 @@
 #pragma once
 
-// The exact area average of an image, the reference thumbnails and shrinking draws are measured
-// against: each device pixel receives every source pixel's samples times the area they share.
+// The exact area average thumbnails and shrinking draws are measured against: each device pixel
+// receives every source pixel's samples times the area they share.
 
 #include <algorithm>
 #include <cmath>
@@ -11,8 +11,7 @@
 
 namespace orvane::testing {
 
-/// 8-bit source pixels, rows of `stride` bytes with `channels` samples per pixel (1 gray, 3 RGB,
-/// 4 RGBA; gray counts as R = G = B, no alpha as 255).
+/// 8-bit pixels, `channels` samples each (1 gray, 3 RGB, 4 RGBA; gray is R = G = B, no alpha 255).
 struct SourcePixels {
   const std::uint8_t* data;
   std::size_t width, height, channels, stride;

@@ -49,15 +49,13 @@ TEST(CGImage, CreateChecksItsParametersAndCropsTheIntegralRectangle) {
     EXPECT_EQ(CGImageGetColorSpace(img), space);
     EXPECT_EQ(pixelBytes(img), bytes) << "the provider hands back the bytes";
   }
-  const double decode[2] = {1, 0};
-  const auto four = [] { return CGDataProviderCreateWithData(Data(4)); };
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, four(), decode, true, kCGRenderingIntentDefault));
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast, four(), nullptr, true, kCGRenderingIntentDefault));
-  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true, kCGRenderingIntentDefault));
-  const CGImageRef none;  // a null image answers zero
-  EXPECT_EQ((std::array{CGImageGetWidth(none), CGImageGetHeight(none), CGImageGetBytesPerRow(none)}), (std::array<std::size_t, 3>{}));
-  EXPECT_FALSE(CGImageGetColorSpace(none) || CGImageGetDataProvider(none) || CGDataProviderCopyData(nullptr) ||
-               CGImageCreateWithImageInRect(none, CGRectMake(0, 0, 1, 1)));
+  const double decode[2] = {1, 0};  // a decode array, no space or no provider: refused
+  const auto four = CGDataProviderCreateWithData(Data(4));
+  EXPECT_FALSE(CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, four, decode, true, kCGRenderingIntentDefault) ||
+               CGImageCreate(1, 1, 8, 32, 4, nullptr, kCGImageAlphaLast, four, nullptr, true, kCGRenderingIntentDefault) ||
+               CGImageCreate(1, 1, 8, 32, 4, srgb(), kCGImageAlphaLast, nullptr, nullptr, true, kCGRenderingIntentDefault));
+  EXPECT_FALSE(CGImageGetWidth(nullptr) || CGImageGetDataProvider(nullptr) || CGDataProviderCopyData(nullptr) ||
+               CGImageCreateWithImageInRect(nullptr, CGRectMake(0, 0, 1, 1)));
 
   Data px;  // crops take the integral rectangle from the top left, clipped to the image
   for (std::uint8_t i = 0; i < 12; ++i) px.insert(px.end(), {i, 0, 0, 255});
@@ -67,11 +65,10 @@ TEST(CGImage, CreateChecksItsParametersAndCropsTheIntegralRectangle) {
   EXPECT_EQ(CGImageGetBytesPerRow(crop), 12u);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(bytesAt(crop, std::size_t(i) * 4)[0], (std::array{1, 2, 3, 5, 6, 7})[i]);
   EXPECT_EQ(CGImageGetWidth(CGImageCreateWithImageInRect(img, CGRectMake(3, -5, 10, 6))), 1u);
-  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)));
-  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectNull));
+  EXPECT_FALSE(CGImageCreateWithImageInRect(img, CGRectMake(4, 0, 2, 2)) || CGImageCreateWithImageInRect(img, CGRectNull));
 }
 
-// A decoder that hands out a solid grey picture and counts its calls.
+// A decoder that hands out a solid grey picture (10 lighter when reduced) and counts its calls.
 struct FakeDecoder : ImageDecoder {
   FakeDecoder(int side, bool reduced, bool stream, bool streamFails = false)
       : w(side), h(side / 2), reduced(reduced), stream(stream), streamFails(streamFails) {}
@@ -81,9 +78,7 @@ struct FakeDecoder : ImageDecoder {
     return Data(std::size_t(w) * h * 4, 100);
   }
   CGImageRef decodeReduced(std::size_t minWidth, std::size_t minHeight) const override {
-    ++reducedCalls;
     asked = {double(minWidth), double(minHeight)};
-    // Colour 10 apart from the full decode, so a test sees which one drew.
     return reduced ? solid(w / 4, h / 4, {110, 110, 110}) : nullptr;
   }
   bool canStreamRows() const override { return stream; }
@@ -96,7 +91,7 @@ struct FakeDecoder : ImageDecoder {
   }
   CGImageRef image() { return CGImageCreateWithDecoder(layout(w, h), srgb(), std::shared_ptr<FakeDecoder>(this, [](auto*) {})); }
   static ImagePixelLayout layout(int w, int h) { return {std::size_t(w), std::size_t(h), 8, 32, std::size_t(w) * 4, kCGImageAlphaNoneSkipLast}; }
-  mutable std::atomic<int> decodes{0}, reducedCalls{0}, streams{0}, rowsStreamed{0};
+  mutable std::atomic<int> decodes{0}, streams{0}, rowsStreamed{0};
   mutable CGSize asked;
   int w, h;
   bool reduced, stream, streamFails;
@@ -105,18 +100,15 @@ struct FakeDecoder : ImageDecoder {
 TEST(DecoderImage, DecodesOnceWhicheverThreadAsksFirst) {
   FakeDecoder decoder(8, false, false);
   const auto img = decoder.image();
-  ASSERT_TRUE(img);
-  EXPECT_EQ(decoder.decodes, 0);
+  ASSERT_TRUE(img && decoder.decodes == 0);
   std::atomic<int> seen{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) threads.emplace_back([&] { seen += pixelBytes(img) == Data(128, 100); });
   for (auto& t : threads) t.join();
-  EXPECT_EQ(seen, 4);
-  EXPECT_EQ(decoder.decodes, 1);
+  EXPECT_EQ(std::pair(seen.load(), decoder.decodes.load()), std::pair(4, 1));
 }
 
-// Shrinking draws use a reduced decode big enough, else stream rows (and stop once the visible
-// rows are in), else decode in full; enlarging and 1:1 draws use the full decode.
+// Shrinking draws use a reduced decode big enough, else streamed rows, else the full decode; enlarging: full.
 TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
   const struct {
     int side;
@@ -134,69 +126,52 @@ TEST(DecoderImage, DrawsTakeTheCheapestDecodeThatServes) {
     const auto ctx = argb(16, 8);
     CGContextDrawImage(ctx, c.rect, img);
     EXPECT_EQ(std::pair(decoder.decodes.load(), decoder.streams.load()), std::pair(c.decodes, c.streams));
-    EXPECT_EQ(at(ctx, 5, 3), (Bytes{255, c.value, c.value, c.value}));
-    EXPECT_EQ(at(ctx, 5, 7)[1], c.value);
-    if (c.reduced && c.side == 64) {
-      EXPECT_EQ(decoder.asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin));
-    }
-    if (c.streams && !c.streamFails) {
-      EXPECT_LT(decoder.rowsStreamed, 32);
-    }
-    if (c.side == 4) {
-      CGContextDrawImage(argb(2, 2), CGRectMake(0, 0, 2, 2), img);
-      EXPECT_EQ(decoder.reducedCalls, 0);
-      EXPECT_EQ(decoder.streams, 0);
+    EXPECT_EQ(std::pair(at(ctx, 5, 3), at(ctx, 5, 7)[1]), std::pair(Bytes{255, c.value, c.value, c.value}, c.value));
+    if (c.value == 110) { EXPECT_EQ(decoder.asked, CGSizeMake(13.0 * kReducedDecodeMargin, 8.0 * kReducedDecodeMargin)); }
+    if (c.streams && !c.streamFails) { EXPECT_LT(decoder.rowsStreamed, 32) << "stops once the visible rows are in"; }
+    if (c.side == 4) {  // once decoded, a shrinking draw uses the decoded pixels
+      CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
+      EXPECT_EQ(std::pair(at(ctx, 0, 7)[1], decoder.streams.load()), std::pair(100, 0));
     }
   }
   FakeDecoder decoder(4, false, false);  // layouts and sizes a decoded image cannot hold
   const auto shared = std::shared_ptr<FakeDecoder>(&decoder, [](auto*) {});
-  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), nullptr, shared));
-  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), srgb(), nullptr));
-  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(65536, 1), srgb(), shared));
-  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(16385, 16385), srgb(), shared));
-  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), CGColorSpaceCreateDeviceGray(), shared));
+  EXPECT_FALSE(CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), nullptr, shared) ||
+               CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), srgb(), nullptr) ||
+               CGImageCreateWithDecoder(FakeDecoder::layout(65536, 1), srgb(), shared) ||
+               CGImageCreateWithDecoder(FakeDecoder::layout(16385, 16385), srgb(), shared) ||
+               CGImageCreateWithDecoder(FakeDecoder::layout(4, 4), CGColorSpaceCreateDeviceGray(), shared));
 }
 
 
-// A constant opaque image stays that constant wherever it covers whole pixels.
+// A constant image stays constant wherever it covers whole pixels, nothing lands outside; at any scale and angle.
 TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
-  const CGAffineTransform turn30 = CGAffineTransformConcat(CGAffineTransformMakeRotation(std::numbers::pi / 6),
-                                                           CGAffineTransformMakeTranslation(40, 5));
-  const CGAffineTransform id = CGAffineTransformIdentity;
   const struct {
-    CGAffineTransform ctm;
-    CGRect rect;
+    double angle, w, h;
+    std::size_t sw, sh;
     CGInterpolationQuality quality;
   } cases[] = {
-      {id, CGRectMake(3.3, 2.7, 37.1, 41.9), kCGInterpolationDefault},  {id, CGRectMake(-5.5, 1.25, 220, 130), kCGInterpolationDefault},
-      {id, CGRectMake(0, 0, 150, 90), kCGInterpolationHigh},             {id, CGRectMake(0.5, 0.5, 33, 33), kCGInterpolationNone},
-      {CGAffineTransformMake(-1, 0, 0, -1, 64, 64), CGRectMake(2, 2, 50, 40), kCGInterpolationDefault},
-      {turn30, CGRectMake(0, 0, 30, 20), kCGInterpolationDefault},       {turn30, CGRectMake(0, 0, 50, 45), kCGInterpolationMedium},
+      {0, 50.7, 41.1, 23, 17, kCGInterpolationDefault}, {0, 37.1, 41.9, 57, 43, kCGInterpolationHigh},
+      {std::numbers::pi, 33, 33, 57, 43, kCGInterpolationNone},
+      {std::numbers::pi / 6, 30, 20, 57, 43, kCGInterpolationDefault},
+      {std::numbers::pi / 6, 50, 45, 57, 43, kCGInterpolationMedium},
   };
-  const auto img = solid(57, 43, {200, 100, 50});
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     const auto ctx = argb(64, 64);
-    CGContextConcatCTM(ctx, c.ctm);
+    CGContextTranslateCTM(ctx, 32.3, 31.8);
+    CGContextRotateCTM(ctx, c.angle);
     CGContextSetInterpolationQuality(ctx, c.quality);
-    CGContextDrawImage(ctx, c.rect, img);
-    // Pixels whose every corner lies at least one pixel inside the rectangle, in user space.
-    const CGAffineTransform inv = CGAffineTransformInvert(c.ctm);
-    const CGRect r = CGRectMake(c.rect.origin.x + 1, c.rect.origin.y + 1, c.rect.size.width - 2, c.rect.size.height - 2);
+    CGContextDrawImage(ctx, CGRectMake(-c.w / 2, -c.h / 2, c.w, c.h), solid(c.sw, c.sh, {200, 100, 50}));
     int inside = 0;
-    for (int row = 0; row < 64; ++row)
-      for (int x = 0; x < 64; ++x) {
-        bool whole = true;
-        for (int k = 0; k < 4; ++k) {
-          const CGPoint u = CGPointApplyAffineTransform({double(x + (k & 1)), double(64 - row - (k >> 1))}, inv);
-          whole = whole && u.x > r.origin.x && u.x < CGRectGetMaxX(r) && u.y > r.origin.y && u.y < CGRectGetMaxY(r);
-        }
-        if (!whole) continue;
-        ++inside;
-        const auto p = at(ctx, x, row);
-        ASSERT_EQ(p[0], 255) << x << "," << row;
-        for (int k = 1; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], 1) << x << "," << row;
-      }
+    for (int i = 0; i < 64 * 64; ++i) {  // by the distance of the pixel's centre from the image's
+      const double d = std::hypot(i % 64 + 0.5 - 32.3, 64 - i / 64 - 0.5 - 31.8);
+      const Bytes p = at(ctx, i % 64, i / 64);
+      ASSERT_TRUE(d < std::hypot(c.w, c.h) / 2 + 1 || p == (Bytes{0, 0, 0, 0})) << i;
+      if (d > std::min(c.w, c.h) / 2 - 1.8) continue;
+      ++inside;
+      for (int k = 0; k < 4; ++k) ASSERT_NEAR(p[k], (Bytes{255, 200, 100, 50})[k], k ? 1 : 0) << i;
+    }
     EXPECT_GT(inside, 100);
   }
 }
@@ -223,54 +198,24 @@ TEST(DrawImage, ShrinkingMatchesTheExactAreaAverage) {
   }
 }
 
-TEST(DrawImage, EdgesFlipsAndTurnsLandWhereTheCTMSays) {
-  const auto edges = argb(4, 1);  // half-covered edge pixels get half the colour
-  CGContextDrawImage(edges, CGRectMake(0.5, 0, 2, 1), solid(2, 1, {255, 255, 255}));
-  for (int x = 0; x < 4; ++x) EXPECT_NEAR(at(edges, x, 0)[0], (std::array{127.5, 255.0, 127.5, 0.0})[x], 0.5) << x;
-
-  const auto redOverBlue = image8(1, 2, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto redBesideBlue = image8(2, 1, 4, kCGImageAlphaPremultipliedLast, {255, 0, 0, 255, 0, 0, 255, 255});
-  const auto upright = argb(1, 2), flipped = argb(1, 2);
-  CGContextDrawImage(upright, CGRectMake(0, 0, 1, 2), redOverBlue);
-  EXPECT_EQ(at(upright, 0, 0), (Bytes{255, 255, 0, 0})) << "the top row lands at the rectangle's top";
-  EXPECT_EQ(at(upright, 0, 1), (Bytes{255, 0, 0, 255}));
-  CGContextTranslateCTM(flipped, 0, 2);  // a flipped view's CTM turns it over
-  CGContextScaleCTM(flipped, 1, -1);
-  CGContextDrawImage(flipped, CGRectMake(0, 0, 1, 2), redOverBlue);
-  EXPECT_EQ(at(flipped, 0, 0), (Bytes{255, 0, 0, 255}));
-
-  const auto turned = argb(1, 2);  // a quarter turn moves the left column to the bottom
-  CGContextTranslateCTM(turned, 1, 0);
-  CGContextRotateCTM(turned, std::numbers::pi / 2);
-  CGContextDrawImage(turned, CGRectMake(0, 0, 2, 1), redBesideBlue);
-  for (int k = 0; k < 4; ++k) {
-    EXPECT_NEAR(at(turned, 0, 0)[k], (Bytes{255, 0, 0, 255})[k], 1) << k;
-    EXPECT_NEAR(at(turned, 0, 1)[k], (Bytes{255, 255, 0, 0})[k], 1) << k;
-  }
-}
-
 // Averaging premultiplied colours: a transparent neighbour adds no colour; global alpha scales source-over.
 TEST(DrawImage, TransparencyNeitherDarkensNorTintsAndGlobalAlphaBlends) {
   for (CGImageAlphaInfo info : {kCGImageAlphaPremultipliedLast, kCGImageAlphaLast}) {
-    // Opaque red beside a transparent pixel whose stored colour is green.
+    // Opaque red beside a transparent pixel whose stored colour is green: half-transparent full red.
     const auto ctx = argb(1, 1);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1), image8(2, 1, 4, info, {255, 0, 0, 255, 0, std::uint8_t(info == kCGImageAlphaLast ? 255 : 0), 0, 0}));
-    const auto p = at(ctx, 0, 0);
-    EXPECT_NEAR(p[0], 127.5, 0.5) << info;
-    EXPECT_EQ(p[1], p[0]) << info;  // red at full strength once unpremultiplied
-    EXPECT_EQ(p[2], 0) << info;
+    CGContextDrawImage(ctx, CGRectMake(0, 0, 1, 1),
+                       image8(2, 1, 4, info, {255, 0, 0, 255, 0, std::uint8_t(info == kCGImageAlphaLast ? 255 : 0), 0, 0}));
+    EXPECT_TRUE(std::abs(at(ctx, 0, 0)[0] - 127.5) < 1 && at(ctx, 0, 0)[1] == at(ctx, 0, 0)[0] && at(ctx, 0, 0)[2] == 0) << info;
   }
   const auto ctx = argb(2, 1);
   CGContextSetRGBFillColor(ctx, 1, 1, 1, 1);
   CGContextFillRect(ctx, CGRectMake(0, 0, 2, 1));
   CGContextSetAlpha(ctx, 0.5);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 1), solid(2, 1, {0, 0, 0}));
-  EXPECT_EQ(at(ctx, 0, 0)[0], 255);
-  EXPECT_NEAR(at(ctx, 0, 0)[1], 127.5, 0.5);
+  EXPECT_EQ(at(ctx, 0, 0), (Bytes{255, 128, 128, 128}));
 }
 
-// Enlarging: linear for Default and Low, Catmull-Rom over four taps for High (the taps past the
-// ends folded onto the edge pixels), nearest for None; worked out here on their own.
+// Enlarging: linear for Default and Low, Catmull-Rom for High (edge pixels repeated), nearest for None.
 TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   const std::uint8_t values[] = {0, 255, 0, 255, 128, 64, 200};
   const int n = 7, W = 18;
@@ -281,9 +226,7 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   for (const CGInterpolationQuality quality :
        {kCGInterpolationDefault, kCGInterpolationLow, kCGInterpolationHigh, kCGInterpolationNone}) {
     const auto ctx = argb(W, 1);
-    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
     CGContextSetInterpolationQuality(ctx, quality);
-    EXPECT_EQ(CGContextGetInterpolationQuality(ctx), quality);
     CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
     for (int x = 0; x < W; ++x) {
       const double s = (x + 0.5) * n / W - 0.5, i = std::floor(s), t = s - i;
@@ -292,8 +235,7 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
       const double want = quality == kCGInterpolationNone   ? v(std::floor(s + 0.5))
                           : quality == kCGInterpolationHigh ? w[0] * v(i - 1) + w[1] * v(i) + w[2] * v(i + 1) + w[3] * v(i + 2)
                                                             : (1 - t) * v(i) + t * v(i + 1);
-      EXPECT_EQ(at(ctx, x, 0)[0], 255);
-      EXPECT_NEAR(at(ctx, x, 0)[1], std::clamp(want, 0.0, 255.0), 1.0) << quality << " " << x;
+      EXPECT_TRUE(at(ctx, x, 0)[0] == 255 && std::abs(at(ctx, x, 0)[1] - std::clamp(want, 0.0, 255.0)) <= 1) << quality << " " << x;
     }
   }
 }
@@ -322,10 +264,7 @@ TEST(DrawImage, ReadsEveryImageLayout) {
     const auto one = argb(1, 1), big = argb(3, 3);
     CGContextDrawImage(one, CGRectMake(0, 0, 1, 1), img);
     CGContextDrawImage(big, CGRectMake(0, 0, 3, 3), img);
-    for (int k = 0; k < 4; ++k) {
-      EXPECT_NEAR(at(one, 0, 0)[k], c.argb[k], 1) << k;
-      EXPECT_NEAR(at(big, 1, 1)[k], c.argb[k], 1) << "enlarged " << k;
-    }
+    for (int k = 0; k < 8; ++k) EXPECT_NEAR((k < 4 ? at(one, 0, 0) : at(big, 1, 1))[k % 4], c.argb[k % 4], 1) << k;
   }
   // 16-bit sources are averaged at 16 bits: 0x01FF is 1.99 levels of 8 bits, its high byte alone 1.
   Data px;
@@ -340,21 +279,16 @@ TEST(DrawImage, NothingHappensForNullOrDegenerateInput) {
   const auto img = solid(2, 2, {1, 2, 3});
   CGContextDrawImage(nullptr, CGRectMake(0, 0, 2, 2), img);
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), nullptr);
-  for (const CGRect r : {CGRectMake(0, 0, 0, 2), CGRectNull, CGRectMake(NAN, 0, 2, 2), CGRectMake(0, 0, INFINITY, 2),
-                         CGRectMake(0, 0, 2, INFINITY), CGRectMake(1e300, -1e300, 1e300, 1e300)})
-    CGContextDrawImage(ctx, r, img);
   CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);
-  CGContextDrawImage(ctx, CGRectMake(3, 0, 1e6, 2), img);
+  for (const CGRect r : {CGRectMake(0, 0, 0, 2), CGRectNull, CGRectMake(NAN, 0, 2, 2), CGRectMake(0, 0, INFINITY, 2),
+                         CGRectMake(0, 0, 2, INFINITY), CGRectMake(1e300, -1e300, 1e300, 1e300), CGRectMake(3, 0, 1e6, 2)})
+    CGContextDrawImage(ctx, r, img);
   CGContextFillRect(ctx, CGRectMake(5, 5, INFINITY, 1));
-  CGContextSaveGState(ctx);
   CGContextRotateCTM(ctx, 1.0);
   CGContextDrawImage(ctx, CGRectMake(1e300, 1e300, 1e300, 1e300), img);
   CGContextConcatCTM(ctx, CGAffineTransformMake(NAN, 0, 0, 1, 0, 0));
   CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
   CGContextFillRect(ctx, CGRectMake(0, 0, 2, 2));
-  CGContextRestoreGState(ctx);
-  CGContextScaleCTM(ctx, 0, 1);
-  CGContextDrawImage(ctx, CGRectMake(0, 0, 2, 2), img);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(at(ctx, i % 2, i / 2), (Bytes{0, 0, 0, 0}));
 }
 

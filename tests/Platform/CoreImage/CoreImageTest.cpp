@@ -10,67 +10,29 @@
 namespace orvane {
 namespace {
 
-std::shared_ptr<const CIImage> grayImage(std::size_t width, std::size_t height) {
-  return CIImage::imageWithCGImage(testing::image8(width, height, 1, kCGImageAlphaNone, Data(width * height, 7),
-                                                   CGColorSpaceCreateDeviceGray()));
-}
-
 TEST(CIImageTest, ExtentsFollowEachStepExactlyCropsIntersectAndUnboundedOrEmptyImagesStaySo) {
-  const auto image = grayImage(100, 50);
-  EXPECT_EQ(image->extent(), CGRectMake(0, 0, 100, 50));
-  // Two turns by 45 degrees: the box of the first is a square of side 150 / sqrt(2), whose box
-  // turned again has side 150 (one turn by 90 degrees would give 50 x 100).
+  const auto image = CIImage::imageWithCGImage(testing::image8(100, 50, 1, kCGImageAlphaNone, Data(5000, 7),
+                                                              CGColorSpaceCreateDeviceGray()));
+  // Two turns by 45 degrees: the box of the box, not of one turn by 90 degrees (50 x 100).
   const auto eighth = CGAffineTransformMakeRotation(std::numbers::pi / 4);
   const auto once = image->imageByApplyingTransform(eighth), twice = once->imageByApplyingTransform(eighth);
   EXPECT_EQ(twice->extent(), CGRectApplyAffineTransform(once->extent(), eighth)) << "to the last bit";
-  EXPECT_NEAR(twice->extent().size.width, 150, 1e-9);
-  EXPECT_NEAR(twice->extent().size.height, 150, 1e-9);
-  EXPECT_TRUE(image->CGImage() && !twice->CGImage());
+  EXPECT_TRUE(image->CGImage() && !twice->CGImage() && !image->imageByCroppingToRect(image->extent())->CGImage());
   EXPECT_EQ(image->imageByCroppingToRect(CGRectMake(-10, 20, 50, 100))->extent(), CGRectMake(0, 20, 40, 30));
-  EXPECT_TRUE(CGRectIsNull(image->imageByCroppingToRect(CGRectMake(200, 0, 5, 5))->extent()));
-
   const auto color = CIImage::imageWithColor(CIColor::colorWithRedGreenBlue(0, 0, 1));
-  EXPECT_TRUE(CGRectIsInfinite(color->extent()));
-  EXPECT_EQ(color->imageByCroppingToRect(CGRectMake(-20, 30, 100.7, 50.2))->extent(), CGRectMake(-20, 30, 100.7, 50.2));
   EXPECT_TRUE(CGRectIsInfinite(color->imageByApplyingTransform(CGAffineTransformMakeRotation(1))->extent()));
-  EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->extent()) &&
-              CGRectIsNull(CIImage::emptyImage()->imageByApplyingTransform(CGAffineTransformMakeScale(2, 2))->extent()));
+  EXPECT_TRUE(CGRectIsNull(CIImage::emptyImage()->imageByApplyingTransform(CGAffineTransformMakeScale(2, 2))->extent()));
   EXPECT_FALSE(CIImage::imageWithCGImage(nullptr) || CIImage::imageWithColor(nullptr));
 }
 
-TEST(CIFilterTest, AffineTransformNeedsAnImageAndATransformObject) {
-  for (const char* name : {"", "CIGaussianBlur", "ciaffinetransform"}) EXPECT_EQ(CIFilter::filterWithName(name), nullptr) << name;
-  const auto image = grayImage(100, 50);
+// The filter's values: those of its keys and types, and no others.
+TEST(CIFilterTest, KeepsTheValuesItTakesAndRefusesOthers) {
   auto filter = CIFilter::filterWithName("CIAffineTransform");
-  ASSERT_NE(filter, nullptr);
-  auto transformIn = [&] { return std::get<std::shared_ptr<const NSAffineTransform>>(filter->valueForKey(kCIInputTransformKey)); };
-  ASSERT_TRUE(filter->setValueForKey(image, kCIInputImageKey));
-  EXPECT_EQ(filter->outputImage(), nullptr) << "no transform before setDefaults";
-
-  filter->setDefaults();
-  EXPECT_TRUE(transformIn()->isEqualTo(NSAffineTransform()));
+  const auto image = CIImage::emptyImage();
+  ASSERT_TRUE(filter && !CIFilter::filterWithName("ciaffinetransform") && filter->setValueForKey(image, kCIInputImageKey));
+  EXPECT_FALSE(filter->setValueForKey(image, kCIInputTransformKey) || filter->setValueForKey(image, "inputScale"));
   EXPECT_EQ(std::get<std::shared_ptr<const CIImage>>(filter->valueForKey(kCIInputImageKey)), image);
-  EXPECT_EQ(filter->outputImage()->extent(), image->extent());
-
-  // The filter keeps the transform object and reads it when asked for output.
-  auto transform = NSAffineTransform::transform();
-  transform->translateXByYBy(10, -5);
-  ASSERT_TRUE(filter->setValueForKey(transform, kCIInputTransformKey));
-  EXPECT_EQ(transformIn(), transform);
-  const auto moved = filter->outputImage();
-  transform->scaleXByYBy(2, 0.5);  // applied before the move
-  EXPECT_EQ(moved->extent(), CGRectMake(10, -5, 100, 50)) << "an output never changes";
-  EXPECT_EQ(filter->outputImage()->extent(), CGRectMake(10, -5, 200, 25));
-
-  EXPECT_FALSE(filter->setValueForKey(transform, kCIInputImageKey) || filter->setValueForKey(image, kCIInputTransformKey) ||
-               filter->setValueForKey(image, "inputScale"));
-  EXPECT_TRUE(std::holds_alternative<std::monostate>(filter->valueForKey("inputScale")));
-  EXPECT_NE(filter->outputImage(), nullptr) << "refused values change nothing";
-  ASSERT_TRUE(filter->setValueForKey(std::monostate{}, kCIInputTransformKey));
-  EXPECT_EQ(filter->outputImage(), nullptr) << "an absent transform is not the identity";
-  filter->setDefaults();
-  ASSERT_TRUE(filter->setValueForKey(std::monostate{}, kCIInputImageKey));
-  EXPECT_EQ(filter->outputImage(), nullptr);
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(filter->valueForKey(kCIInputTransformKey)));
 }
 
 using Pixel = std::array<std::uint8_t, 4>;  // R G B A, premultiplied
@@ -81,13 +43,10 @@ Pixel noise(std::size_t col, std::size_t row) {
   return {std::uint8_t(h >> 24), std::uint8_t(h >> 16), std::uint8_t(h >> 8), 255};
 }
 
-// An opaque sRGB image of noise (column, row from the top).
 CGImageRef noiseImage(std::size_t width, std::size_t height) {
   Data bytes;
-  for (std::size_t i = 0; i < width * height; ++i) {
-    const Pixel p = noise(i % width, i / width);
-    bytes.insert(bytes.end(), p.begin(), p.end());
-  }
+  for (std::size_t i = 0; i < width * height; ++i)
+    for (const std::uint8_t v : noise(i % width, i / width)) bytes.push_back(v);
   return testing::image8(width, height, 4, kCGImageAlphaPremultipliedLast, bytes);
 }
 
@@ -105,34 +64,12 @@ void expectPixels(const CGImageRef& image, const std::function<Pixel(std::size_t
 
 std::shared_ptr<CIContext> context() { return CIContext::contextWithOptions(nullptr); }
 
-TEST(CIContextTest, WholePixelMovesCopyPixelsAndLeaveTheRestTransparent) {
+TEST(CIContextTest, WholePixelMovesCopyPixelsAndCropsFillExactlyTheirRectangle) {
   const auto moved = CIImage::imageWithCGImage(noiseImage(4, 3))->imageByApplyingTransform(CGAffineTransformMakeTranslation(1, 1));
-  const auto out = context()->createCGImageFromRect(moved, CGRectMake(0, 0, 6, 5));
-  ASSERT_EQ(testing::dims(out), (testing::Dims{6, 5}));
   // Up by one is one row nearer the top in memory: output row r shows source row r - 1.
-  expectPixels(out, [](std::size_t col, std::size_t row) {
+  expectPixels(context()->createCGImageFromRect(moved, CGRectMake(0, 0, 6, 5)), [](std::size_t col, std::size_t row) {
     return row >= 1 && row <= 3 && col >= 1 && col <= 4 ? noise(col - 1, row - 1) : Pixel{0, 0, 0, 0};
   });
-}
-
-TEST(CIContextTest, AThousandSmallTurnsAreSampledOnceAndGiveTheImageBack) {
-  constexpr std::size_t n = 32;
-  const CGAffineTransform step = CGAffineTransformConcat(  // 0.36 degrees about the centre
-      CGAffineTransformConcat(CGAffineTransformMakeTranslation(-16, -16), CGAffineTransformMakeRotation(0.36 * std::numbers::pi / 180)),
-      CGAffineTransformMakeTranslation(16, 16));
-  auto turned = CIImage::imageWithCGImage(noiseImage(n, n));
-  std::shared_ptr<const CIImage> halfway;
-  for (int i = 1; i <= 1000; ++i) {
-    turned = turned->imageByApplyingTransform(step);
-    if (i == 500) halfway = turned;
-  }
-  expectPixels(context()->createCGImageFromRect(turned, CGRectMake(0, 0, n, n)), noise, 1);
-  // Half the turns is half a turn: the picture upside down.
-  expectPixels(context()->createCGImageFromRect(halfway, CGRectMake(0, 0, n, n)),
-               [](std::size_t col, std::size_t row) { return noise(n - 1 - col, n - 1 - row); }, 1);
-}
-
-TEST(CIContextTest, CroppedColoursFillExactlyTheirRectangle) {
   const auto red = CIImage::imageWithColor(CIColor::colorWithRedGreenBlueAlpha(1, 0.5, 0, 0.5))
                        ->imageByCroppingToRect(CGRectMake(2, 1, 3, 2));
   // y from 1 to 3 of 4 is memory rows 1 and 2.
@@ -141,28 +78,20 @@ TEST(CIContextTest, CroppedColoursFillExactlyTheirRectangle) {
   }, 1);
 }
 
-TEST(CIContextTest, DrawsTheSourceRectangleOntoTheDestinationRectangle) {
-  // An alpha-first sRGB bitmap, as the image utility's renderings use.
-  const auto bitmap = testing::argb(100, 50);
-  const auto ctx = CIContext::contextWithCGContextOptions(bitmap, nullptr);
-  ASSERT_NE(ctx, nullptr);
-  const auto blue = CIImage::imageWithColor(CIColor::colorWithRedGreenBlue(0, 0, 1))
-                        ->imageByCroppingToRect(CGRectMake(-20, 30, 100.7, 50.2));
-  ctx->drawImageInRectFromRect(blue, CGRectMake(0, 0, 100, 50), blue->extent());
-  expectPixels(CGBitmapContextCreateImage(bitmap), [](std::size_t, std::size_t) { return Pixel{255, 0, 0, 255}; }, 1);
-
-  // The top right quarter of a 4 x 4 image (y-up) onto a 2 x 2 bitmap shows source rows 0-1, columns 2-3.
-  auto small = CGBitmapContextCreate(nullptr, 2, 2, 8, 0, testing::srgb(), kCGImageAlphaPremultipliedLast);
-  CIContext::contextWithCGContextOptions(small, nullptr)
-      ->drawImageInRectFromRect(CIImage::imageWithCGImage(noiseImage(4, 4)), CGRectMake(0, 0, 2, 2), CGRectMake(2, 2, 2, 2));
-  expectPixels(CGBitmapContextCreateImage(small), [](std::size_t col, std::size_t row) { return noise(col + 2, row); });
+TEST(CIContextTest, AThousandSmallTurnsAreSampledOnceAndGiveTheImageBack) {
+  constexpr std::size_t n = 32;
+  const CGAffineTransform step = CGAffineTransformConcat(  // 0.36 degrees about the centre
+      CGAffineTransformConcat(CGAffineTransformMakeTranslation(-16, -16), CGAffineTransformMakeRotation(0.36 * std::numbers::pi / 180)),
+      CGAffineTransformMakeTranslation(16, 16));
+  auto turned = CIImage::imageWithCGImage(noiseImage(n, n));
+  for (int i = 1; i <= 1000; ++i) turned = turned->imageByApplyingTransform(step);
+  expectPixels(context()->createCGImageFromRect(turned, CGRectMake(0, 0, n, n)), noise, 1);
 }
 
 TEST(CIContextTest, AnswersNothingForUnusableArguments) {
   const auto ctx = context();
   const auto image = CIImage::imageWithCGImage(noiseImage(4, 4));
-  EXPECT_EQ(CIContext::contextWithCGContextOptions(nullptr, nullptr), nullptr);
-  EXPECT_EQ(ctx->createCGImageFromRect(nullptr, CGRectMake(0, 0, 4, 4)), nullptr);
+  EXPECT_FALSE(CIContext::contextWithCGContextOptions(nullptr, nullptr) || ctx->createCGImageFromRect(nullptr, image->extent()));
   for (const CGRect r : {CGRectNull, CGRectInfinite, CGRectMake(0, 0, 0, 4), CGRectMake(0, 0, 70000, 1)})
     EXPECT_EQ(ctx->createCGImageFromRect(image, r), nullptr);
   ctx->drawImageInRectFromRect(image, CGRectMake(0, 0, 4, 4), image->extent());  // no destination
