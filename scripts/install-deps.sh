@@ -12,6 +12,8 @@ packages=(
   libplist-dev liblmdb-dev libvips-dev libpixman-1-dev
   # a private session bus for the desktop appearance test
   dbus-daemon
+  # a CMYK colour profile (ghostscript's) for the profiled CMYK JPEG the image tests decode
+  libgs-common
   # library dependencies
   libssl-dev zlib1g-dev libsqlite3-dev libsystemd-dev
   liblz4-dev liblzma-dev libbrotli-dev liblcms2-dev libxxhash-dev

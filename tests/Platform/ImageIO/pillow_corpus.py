@@ -215,6 +215,13 @@ def make(directory):
     c.pillow("jpeg_rgb420", "jpg", photo, 3, tolerance=1, quality=90, reduced=lambda p: jpeg_reduced(p, 4))
     c.pillow("jpeg_progressive", "jpg", photo, 3, tolerance=1, quality=90, progressive=True)
     c.pillow("jpeg_cmyk", "jpg", photo.convert("CMYK"), 3, tolerance=1, quality=95)
+    cmyk_icc = open("/usr/share/color/icc/ghostscript/ps_cmyk.icc", "rb").read()  # lcms2 takes these to sRGB
+    for name, ext, im in (("jpeg_cmyk_icc", "jpg", photo), ("tiff_cmyk_icc", "tif", pil_image("RGB"))):
+        buf = io.BytesIO()
+        im.convert("CMYK").save(buf, {"jpg": "JPEG", "tif": "TIFF"}[ext], quality=95, icc_profile=cmyk_icc)
+        srgb = ImageCms.profileToProfile(Image.open(buf), ImageCms.ImageCmsProfile(io.BytesIO(cmyk_icc)),
+                                         ImageCms.createProfile("sRGB"), ImageCms.Intent.RELATIVE_COLORIMETRIC, "RGB")
+        c.add(name, ext, buf.getvalue(), 3, expected=srgb.tobytes(), tolerance=1)
     exif = Image.Exif()
     exif[0x0112] = 6
     c.pillow("jpeg_exif", "jpg", photo, 3, tolerance=1, orientation=6, dpi=150, quality=90, exif=exif.tobytes())
