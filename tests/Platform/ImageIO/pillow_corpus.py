@@ -239,7 +239,7 @@ def make(directory):
     rgb8, rgba16, gray4 = samples(3, 255), samples(4, 65535), samples(1, 15)
     c.add("tiff_tiled", "tif", make_tiff(rgb8, 8, 2, tile=(16, 16)), 3)
     c.add("tiff_planar", "tif", make_tiff(rgb8, 8, 2, planar=True), 3)
-    c.add("tiff_rgb16", "tif", make_tiff(samples(3, 65535), 16, 2), 3, 16, dump_values(samples(3, 65535), 16))
+    c.add("tiff_rgb16_planar", "tif", make_tiff(samples(3, 65535), 16, 2, planar=True), 3, 16, dump_values(samples(3, 65535), 16))
     c.add("tiff_rgba16_tiled", "tif", make_tiff(rgba16, 16, 2, tile=(16, 16), extra_samples=2), 4, 16, dump_values(rgba16, 16))
     ga = samples(2, 255)  # white is zero, alpha unassociated
     c.add("tiff_miniswhite_alpha", "tif", make_tiff(ga, 8, 0, extra_samples=2), 2, 8,
