@@ -279,10 +279,10 @@ def make(directory):
     rle8 = b"".join(b"".join(bytes([0, 3, *r[x:x + 3], 0]) if x + 3 <= W else b"".join(bytes([1, v]) for v in r[x:])
                              for x in range(0, W, 3)) + b"\0\0" for r in idx) + b"\0\1"
     c.add("bmp_rle8", "bmp", make_bmp(W, H, 8, rle8, palette=pal16 + [(0, 0, 0)] * 240, compression=1), 3)
-    # A jump to (5, 2) over pixels left at index 0, then runs to the end. Our values: Pillow 9 reads a jump as four bytes.
-    delta = b"\0\2\5\2" + b"".join(bytes([W - x, y % 16, 0, 0]) for y, x in [(2, 5)] + [(y, 0) for y in range(3, H)]) + b"\0\1"
+    # A jump to (5, 3) over pixels left at index 0, then runs to the end. Our values: Pillow 9 reads a jump as four bytes.
+    delta = b"\0\2\5\3" + b"".join(bytes([W - x, y % 16, 0, 0]) for y, x in [(3, 5)] + [(y, 0) for y in range(4, H)]) + b"\0\1"
     c.add("bmp_rle8_delta", "bmp", make_bmp(W, H, 8, delta, palette=pal16 + [(0, 0, 0)] * 240, compression=1), 3,
-          expected=bytes(v for y in reversed(range(H)) for x in range(W) for v in pal16[0 if (y, x) < (2, 5) else y % 16]))
+          expected=bytes(v for y in reversed(range(H)) for x in range(W) for v in pal16[0 if (y, x) < (3, 5) else y % 16]))
     rle4 = b"".join(b"".join(bytes([len(r[x:x + 2]), r[x] << 4 | (r[x + 1] if x + 1 < W else 0)]) for x in range(0, W, 2))
                     + b"\0\0" for r in idx) + b"\0\1"
     c.add("bmp_rle4", "bmp", make_bmp(W, H, 4, rle4, palette=pal16, compression=2), 3)
