@@ -416,6 +416,12 @@ TEST(ImageSource, ThumbnailsTurnEveryExifOrientationUpright) {
     const NSDictionary plain{{kCGImageSourceCreateThumbnailFromImageAlways, true}};
     EXPECT_EQ(dims(CGImageSourceCreateThumbnailAtIndex(source, 0, &plain)), (Dims{W, H}));
   }
+  // Gray with alpha has no bitmap context in its own space: its thumbnail is drawn in sRGB.
+  Data png;
+  ASSERT_TRUE(pngCodec().encode(viewOf(Data{255, 255, 0, 128}, {2, 8}, 2, 1), {}, png));
+  const NSDictionary always{{kCGImageSourceCreateThumbnailFromImageAlways, true}};
+  EXPECT_EQ(pixelBytes(CGImageSourceCreateThumbnailAtIndex(CGImageSourceCreateWithData(png), 0, &always)),
+            (Data{255, 255, 255, 255, 0, 0, 0, 128}));
 }
 
 TEST(ImageSource, DecodesLazilyAndThumbnailsKeepWithinTheMaximumSide) {
