@@ -27,9 +27,9 @@ std::uint32_t be32(const std::uint8_t* p) {
   return std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3];
 }
 
-// The codestream of a JP2 file (the 'jp2c' box) or the bytes themselves.
-std::optional<ByteView> codestreamOf(ByteView b, bool jp2) {
-  if (!jp2) return b;
+// The contents of the first box of `type` among the boxes that fill `b` (a
+// file or a superbox's contents). A box cut short gives what is there.
+std::optional<ByteView> findBox(ByteView b, const char (&type)[5]) {
   std::size_t at = 0;
   while (b.size() - at >= 8) {
     std::uint64_t length = be32(&b[at]);
@@ -42,10 +42,47 @@ std::optional<ByteView> codestreamOf(ByteView b, bool jp2) {
       length = b.size() - at;
     }
     if (length < header || length > b.size() - at) length = b.size() - at;  // a cut file: what is there
-    if (std::memcmp(&b[at + 4], "jp2c", 4) == 0) return b.subspan(at + header, static_cast<std::size_t>(length - header));
+    if (std::memcmp(&b[at + 4], type, 4) == 0) return b.subspan(at + header, static_cast<std::size_t>(length - header));
     at += static_cast<std::size_t>(length);
   }
   return std::nullopt;
+}
+
+// The codestream of a JP2 file (the 'jp2c' box) or the bytes themselves.
+std::optional<ByteView> codestreamOf(ByteView b, bool jp2) { return jp2 ? findBox(b, "jp2c") : b; }
+
+// The ICC profile of a JP2 file's colour box (method 2), read here because
+// OpenJPEG 2.5.0 hands it over only after a full decode.
+std::optional<ByteView> profileOf(ByteView jp2) {
+  const auto header = findBox(jp2, "jp2h");
+  const auto colr = header ? findBox(*header, "colr") : std::nullopt;
+  if (!colr || colr->size() <= 3 || (*colr)[0] != 2) return std::nullopt;
+  return colr->subspan(3);
+}
+
+// Puts `icc` into the colour box of the JP2 file written at `start`, in place
+// of the enumerated sRGB or gray space. OpenJPEG 2.5.0 cannot write a profile
+// itself: given one, it aborts the process in its colour box writer.
+bool embedProfile(Data& out, std::size_t start, ByteView icc) {
+  const auto header = findBox(ByteView(out).subspan(start), "jp2h");
+  const auto colr = header ? findBox(*header, "colr") : std::nullopt;
+  if (!colr || icc.size() > 0xFFFF0000u) return false;
+  const auto headerAt = static_cast<std::size_t>(header->data() - out.data()) - 8;
+  const auto colrAt = static_cast<std::size_t>(colr->data() - out.data()) - 8;
+  const std::size_t oldLength = colr->size() + 8, headerLength = header->size() + 8;
+  if (be32(&out[headerAt]) != headerLength || be32(&out[colrAt]) != oldLength) return false;  // 8-byte box headers
+  Data box(11, 0);  // length, type, method 2 (a profile), precedence, approximation
+  std::memcpy(&box[4], "colr", 4);
+  box[8] = 2;
+  box.insert(box.end(), icc.begin(), icc.end());
+  auto put32 = [&out](std::size_t at, std::size_t v) {
+    for (int i = 0; i < 4; ++i) out[at + i] = static_cast<std::uint8_t>(v >> (24 - 8 * i));
+  };
+  out.erase(out.begin() + std::ptrdiff_t(colrAt), out.begin() + std::ptrdiff_t(colrAt + oldLength));
+  out.insert(out.begin() + std::ptrdiff_t(colrAt), box.begin(), box.end());
+  put32(colrAt, box.size());
+  put32(headerAt, headerLength - oldLength + box.size());
+  return true;
 }
 
 // Checks the SIZ marker segment against our limits before OpenJPEG allocates
@@ -189,9 +226,8 @@ bool openHeader(ByteView bytes, bool jp2, Session& s, ImageInfo& info) {
   info.channels = static_cast<std::uint8_t>(im.numcomps == 4 && im.color_space == OPJ_CLRSPC_CMYK ? 3 : im.numcomps);
   info.bitsPerComponent = precision > 8 ? 16 : 8;
   info.fileBitsPerSample = static_cast<std::uint8_t>(precision);
-  if (im.icc_profile_buf && im.icc_profile_len && im.color_space != OPJ_CLRSPC_CMYK) {
-    info.iccProfile.assign(im.icc_profile_buf, im.icc_profile_buf + im.icc_profile_len);
-  }
+  const auto icc = jp2 ? profileOf(bytes) : std::nullopt;
+  if (icc && im.color_space != OPJ_CLRSPC_CMYK) info.iccProfile.assign(icc->begin(), icc->end());
   if (opj_codestream_info_v2_t* cs = opj_get_cstr_info(s.codec.get())) {
     s.levels = cs->m_default_tile_info.tccp_info ? cs->m_default_tile_info.tccp_info[0].numresolutions : 1;
     for (unsigned c = 1; cs->m_default_tile_info.tccp_info && c < cs->nbcomps; ++c) {
@@ -420,20 +456,6 @@ bool Jpeg2000Codec::encode(const PixelsView& src, const EncodeOptions& options, 
       }
     }
   }
-  // The profile is lent to the image for the encode (OpenJPEG only reads it)
-  // and taken back before the image is destroyed.
-  std::vector<std::uint8_t> icc(src.iccProfile.begin(), src.iccProfile.end());
-  struct ProfileLoan {
-    opj_image_t* image;
-    ~ProfileLoan() {
-      image->icc_profile_buf = nullptr;
-      image->icc_profile_len = 0;
-    }
-  } loan{image.get()};
-  if (!icc.empty()) {
-    image->icc_profile_buf = icc.data();
-    image->icc_profile_len = static_cast<OPJ_UINT32>(icc.size());
-  }
   opj_cparameters_t parameters;
   opj_set_default_encoder_parameters(&parameters);
   parameters.tcp_numlayers = 1;
@@ -466,6 +488,7 @@ bool Jpeg2000Codec::encode(const PixelsView& src, const EncodeOptions& options, 
            opj_end_compress(codec.get(), stream.get());
     }
   }
+  if (ok && !src.iccProfile.empty()) ok = embedProfile(out, start, src.iccProfile);
   if (!ok) out.resize(start);
   return ok;
 }

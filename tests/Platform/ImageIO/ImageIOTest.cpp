@@ -283,7 +283,7 @@ TEST(ImageCodec, WrittenFilesReadBackInPillow) {
   }
 }
 
-TEST(ImageCodec, PalettesKeepPhotosCloseAndOrientationsAreWritten) {
+TEST(ImageCodec, PalettesKeepPhotosCloseAndOrientationsAndProfilesAreWritten) {
   const std::uint32_t w = 160, h = 120;  // a smooth picture with thousands of colours
   Data src;
   for (std::uint32_t y = 0; y < h; ++y)
@@ -314,14 +314,18 @@ TEST(ImageCodec, PalettesKeepPhotosCloseAndOrientationsAreWritten) {
   ASSERT_TRUE(some);
   for (unsigned i = 0; i < 257; ++i) ASSERT_EQ(some->storage[i * 4 + 3], i < 256 ? 255 : 0) << i;
 
-  // JPEG, TIFF and PNG carry orientations 2 to 8; 1 and anything else write none.
-  for (const ImageCodec* codec : {&jpegCodec(), &tiffCodec(), &pngCodec()})
+  // JPEG, TIFF and PNG carry orientations 2 to 8; 1 and anything else write none. Profiles go with JPEG 2000 too.
+  const auto p3 = CGColorSpaceCopyICCData(CGColorSpaceCreateWithName(kCGColorSpaceDisplayP3));
+  for (const ImageCodec* codec : {&jpegCodec(), &tiffCodec(), &pngCodec(), &jpeg2000Codec()})
     for (std::uint16_t orientation = 1; orientation <= 9; ++orientation) {
       PixelsView turned = view;
       turned.orientation = orientation;
+      if (orientation == 5) turned.iccProfile = *p3;
       Data file;
       ASSERT_TRUE(codec->encode(turned, {}, file));
-      EXPECT_EQ(codec->readInfo(file)->orientation, orientation >= 2 && orientation <= 8 ? orientation : 1);
+      const auto info = codec->readInfo(file);
+      EXPECT_EQ(info->orientation, orientation >= 2 && orientation <= 8 && codec != &jpeg2000Codec() ? orientation : 1);
+      EXPECT_EQ(info->iccProfile, orientation == 5 ? *p3 : Data());
     }
 }
 
