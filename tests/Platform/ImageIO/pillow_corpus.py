@@ -298,8 +298,11 @@ def make(directory):
                  reduced=(lambda p, k=ch: jp2_reduced(p, 1, k)) if bits == 8 else None)
     c.pillow("j2k_rgb", "j2k", pil_image("RGB", 67, 41), 3, irreversible=False, no_jp2=True)
 
-    # Files every decoder must refuse: sizes beyond the limits, inks other than CMYK.
-    for name, data in (("reject_png_wide.png", make_png([[[0]]], 0, 8, width=70000, height=1)),
+    # Files every decoder must refuse: sizes beyond the limits, inks other than CMYK, a thousand and one scans.
+    photo.save(buf := io.BytesIO(), "JPEG", progressive=True)
+    scans = buf.getvalue()[:-2]  # the last scan a thousand times more, then the end marker
+    for name, data in (("reject_jpeg_scans.jpg", scans + scans[scans.rindex(b"\xff\xda"):] * 1000 + b"\xff\xd9"),
+                       ("reject_png_wide.png", make_png([[[0]]], 0, 8, width=70000, height=1)),
                        ("reject_png_area.png", make_png([[[0]]], 0, 8, width=20000, height=20000)),
                        ("reject_bmp_wide.bmp", make_bmp(70000, 1, 24, b"\0" * 12)),
                        ("reject_tiff_multiink.tif", make_tiff(samples(4, 255), 8, 5, extra_tags=[(332, 3, [2])]))):
