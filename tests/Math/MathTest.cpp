@@ -41,6 +41,7 @@ TEST(PlaneGeometryTest, SideOfLine) {
   } cases[] = {
       {{5, 6}, {0, 0}, {10, 10}, 0}, {{5, 4}, {0, 0}, {10, 10}, 1}, {{5, 5}, {0, 0}, {10, 10}, 2},
       {{5, kNaN}, {0, 0}, {10, 10}, 2},  // unordered counts as on the line
+      {{5, 6}, {10, 10}, {0, 0}, 0},     // the line's direction does not matter
       // Vertical: right is 0, left is 1; nearly vertical compares with the second point's x.
       {{1, 3}, {0, 0}, {0, 10}, 0}, {{-1, 3}, {0, 0}, {0, 10}, 1},
       {{0.00006, 3}, {0, 0}, {0.00005, 10}, 0}, {{0.00003, 3}, {0, 0}, {0.00005, 10}, 1},
