@@ -152,6 +152,7 @@ TEST(DrawImage, ConstantImageStaysConstantAtAnyScaleAndAngle) {
     CGInterpolationQuality quality;
   } cases[] = {
       {0, 50.7, 41.1, 23, 17, kCGInterpolationDefault}, {0, 37.1, 41.9, 57, 43, kCGInterpolationHigh},
+      {0, 150, 90, 57, 43, kCGInterpolationHigh},  // enlarged by a filter the fixed-point path does not have
       {std::numbers::pi, 33, 33, 57, 43, kCGInterpolationNone},
       {std::numbers::pi / 6, 30, 20, 57, 43, kCGInterpolationDefault},
       {std::numbers::pi / 6, 50, 45, 57, 43, kCGInterpolationMedium},
