@@ -227,6 +227,7 @@ TEST(DrawImage, EnlargingInterpolatesAsTheQualityAsks) {
   for (const CGInterpolationQuality quality :
        {kCGInterpolationDefault, kCGInterpolationLow, kCGInterpolationHigh, kCGInterpolationNone}) {
     const auto ctx = argb(W, 1);
+    CGContextSetInterpolationQuality(ctx, kCGInterpolationHigh);  // every quality replaces another
     CGContextSetInterpolationQuality(ctx, quality);
     CGContextDrawImage(ctx, CGRectMake(0, 0, W, 1), img);
     for (int x = 0; x < W; ++x) {
