@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 
@@ -32,8 +31,7 @@ inline std::optional<std::string> runKeyedArchiveScript(const char* command,
 /// plistlib's reading of an archive as one line of JSON, or nothing when it refuses it.
 inline std::optional<std::string> describeKeyedArchive(ByteView archive) {
   TempDir dir;
-  std::ofstream(dir / "archive", std::ios::binary)
-      .write(reinterpret_cast<const char*>(archive.data()), std::streamsize(archive.size()));
+  writeFile(dir / "archive", archive);
   return runKeyedArchiveScript("describe", dir / "archive");
 }
 
@@ -43,8 +41,7 @@ inline std::optional<Data> encodeKeyedArchive(const std::string& objectsJson) {
   std::ofstream(dir / "objects.json") << objectsJson;
   if (!runKeyedArchiveScript("encode", dir / "archive", " < '" + (dir / "objects.json").string() + "'"))
     return std::nullopt;
-  std::ifstream in(dir / "archive", std::ios::binary);
-  return Data(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return readFile(dir / "archive");
 }
 
 }  // namespace orvane::testing

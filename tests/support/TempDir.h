@@ -1,7 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
+#include "orvane/Platform/Foundation/Data.h"
 #include "orvane/Platform/Foundation/Environment.h"
 #include "Platform/Foundation/EnvironmentOverrides.h"
 
@@ -22,6 +25,16 @@ class TempDir {
  private:
   std::filesystem::path path_;
 };
+
+/// A file's bytes (none when it cannot be read); a file made of `bytes`, replacing what was there.
+inline Data readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Data(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void writeFile(const std::filesystem::path& path, ByteView bytes) {
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+}
 
 /// A temporary directory that the library's environment points at for the
 /// object's lifetime: data, cache and config homes below it, a test

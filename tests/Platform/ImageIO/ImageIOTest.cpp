@@ -22,15 +22,6 @@ using namespace imageio;
 
 namespace fs = std::filesystem;
 
-Data readFile(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return Data(std::istreambuf_iterator<char>(in), {});
-}
-
-void writeFile(const fs::path& p, ByteView bytes) {
-  std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-}
-
 int runScript(const std::string& command, const fs::path& dir) {
   return std::system(("/usr/bin/python3 '" ORVANE_IMAGEIO_SCRIPT "' " + command + " '" + dir.string() + "'").c_str());
 }
